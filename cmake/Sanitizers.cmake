@@ -1,0 +1,10 @@
+# ZENT_SANITIZE=address builds with ASan+UBSan, ZENT_SANITIZE=thread with TSan.
+if(ZENT_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+elseif(ZENT_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT ZENT_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "ZENT_SANITIZE must be '', 'address' or 'thread'")
+endif()

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+
+#include "render/pixel_buffer.h"
+
+namespace zent {
+
+// What the renderer needs of the graphics API: turn a decoded frame into the
+// texture handed to the host. The GL realisation works in whatever context the
+// host has current on the calling thread.
+class TextureBackend {
+ public:
+  virtual ~TextureBackend() = default;
+  // Uploads the frame and converts it to an RGBA8 texture of the frame's size;
+  // returns the texture handle (the GL texture name) or 0 when it cannot.
+  virtual uintptr_t upload(const PixelBuffer& frame) = 0;
+};
+
+}  // namespace zent

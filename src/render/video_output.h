@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+
+#include "render/pixel_buffer.h"
+
+namespace zent {
+
+// Frame source of one player item: a sink synchronised to the playback clock that
+// keeps only the newest decoded frame. A frame is "new" until it has been copied
+// out once. Thread-safe: the engine's streaming thread fills it, the host's render
+// thread polls it.
+class VideoOutput {
+ public:
+  virtual ~VideoOutput() = default;
+  virtual bool hasNewPixelBuffer(double itemTimeSeconds) = 0;
+  // The newest frame, marking it handed out; null when there is none.
+  virtual std::shared_ptr<PixelBuffer> copyPixelBuffer(double itemTimeSeconds) = 0;
+};
+
+}  // namespace zent

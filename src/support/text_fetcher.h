@@ -1,0 +1,33 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace zent {
+
+struct FetchOptions {
+  long connectTimeoutSeconds = 10;
+  long totalTimeoutSeconds = 30;
+  std::size_t maxBytes = 16 * 1024 * 1024;  // larger bodies are refused, not truncated
+  std::vector<std::string> headers;          // "Name: value"
+  const std::atomic<bool>* cancelFlag = nullptr;
+};
+
+struct FetchResult {
+  bool ok = false;
+  std::string body;
+  std::string effectiveUrl;  // after redirects; the path for local files
+  long httpStatus = 0;       // 0 for local files
+  std::string error;         // the reason, as a host developer can act on it
+};
+
+// Reads a whole text resource: an http(s) URL (redirects followed), a file:// URL
+// or a local path. Never throws; failures come back with ok false and a reason.
+FetchResult fetchText(const std::string& urlOrPath, const FetchOptions& options = {});
+
+// Resolves a reference found in a document at baseUrl (relative or absolute).
+std::string resolveUrl(const std::string& baseUrl, const std::string& reference);
+
+}  // namespace zent
