@@ -14,9 +14,13 @@ std::atomic<PlayerListener> gListener{nullptr};
 
 }  // namespace
 
-void storePlayerListener(PlayerListener listener) { gListener.store(listener); }
+void storePlayerListener(PlayerListener listener) {
+  gListener.store(listener);
+}
 
-PlayerListener currentPlayerListener() { return gListener.load(); }
+PlayerListener currentPlayerListener() {
+  return gListener.load();
+}
 
 void sendMsgToListener(bool isError, int64_t playerIndex, int64_t type, int64_t param1,
                        int64_t param2, int64_t param3, int64_t param4,

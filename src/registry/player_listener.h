@@ -18,7 +18,6 @@ PlayerListener currentPlayerListener();
 // raise nothing. Called under a library lock, the call to the host is queued and
 // made once the lock is released; stringInfo is copied for that.
 void sendMsgToListener(bool isError, int64_t playerIndex, int64_t type, int64_t param1,
-                       int64_t param2, int64_t param3, int64_t param4,
-                       std::string_view stringInfo);
+                       int64_t param2, int64_t param3, int64_t param4, std::string_view stringInfo);
 
 }  // namespace zent

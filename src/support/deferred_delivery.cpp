@@ -10,7 +10,9 @@ thread_local std::vector<std::function<void()>> tPending;
 
 }  // namespace
 
-bool DeferredDelivery::deferring() { return tLockDepth > 0; }
+bool DeferredDelivery::deferring() {
+  return tLockDepth > 0;
+}
 
 void DeferredDelivery::run(std::function<void()> call) {
   if (tLockDepth > 0) {
@@ -20,7 +22,9 @@ void DeferredDelivery::run(std::function<void()> call) {
   call();
 }
 
-void DeferredDelivery::enterLock() { ++tLockDepth; }
+void DeferredDelivery::enterLock() {
+  ++tLockDepth;
+}
 
 void DeferredDelivery::leaveLock() {
   if (--tLockDepth > 0 || tPending.empty()) return;

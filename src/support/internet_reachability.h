@@ -40,8 +40,8 @@ class InternetReachability {
  private:
   InternetReachability() = default;
 
-  mutable std::mutex mutex_;       // guards monitor_, factory_ and the handlers
-  std::mutex updateMutex_;         // makes path updates one-at-a-time
+  mutable std::mutex mutex_;  // guards monitor_, factory_ and the handlers
+  std::mutex updateMutex_;    // makes path updates one-at-a-time
   std::unique_ptr<PathMonitor> monitor_;
   PathMonitorFactory factory_;
   std::function<void()> onLost_;

@@ -57,13 +57,27 @@ void Logger::log(LogLevel level, std::string_view message) {
   DeferredDelivery::run([level, line = std::move(line)] { emit(level, line); });
 }
 
-void Logger::setCurrentLogLevel(LogLevel level) { gLevel.store(level); }
-LogLevel Logger::currentLogLevel() { return gLevel.load(); }
-void Logger::setShowTimestamp(bool show) { gShowTimestamp.store(show); }
-bool Logger::showTimestamp() { return gShowTimestamp.load(); }
-void Logger::setShowPlatform(bool show) { gShowPlatform.store(show); }
-bool Logger::showPlatform() { return gShowPlatform.load(); }
-void Logger::setCallback(LogCallback callback) { gCallback.store(callback); }
+void Logger::setCurrentLogLevel(LogLevel level) {
+  gLevel.store(level);
+}
+LogLevel Logger::currentLogLevel() {
+  return gLevel.load();
+}
+void Logger::setShowTimestamp(bool show) {
+  gShowTimestamp.store(show);
+}
+bool Logger::showTimestamp() {
+  return gShowTimestamp.load();
+}
+void Logger::setShowPlatform(bool show) {
+  gShowPlatform.store(show);
+}
+bool Logger::showPlatform() {
+  return gShowPlatform.load();
+}
+void Logger::setCallback(LogCallback callback) {
+  gCallback.store(callback);
+}
 
 void Logger::resetForTesting() {
   gLevel.store(LogLevel::DEBUG);

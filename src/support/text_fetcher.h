@@ -11,7 +11,7 @@ struct FetchOptions {
   long connectTimeoutSeconds = 10;
   long totalTimeoutSeconds = 30;
   std::size_t maxBytes = 16 * 1024 * 1024;  // larger bodies are refused, not truncated
-  std::vector<std::string> headers;          // "Name: value"
+  std::vector<std::string> headers;         // "Name: value"
   const std::atomic<bool>* cancelFlag = nullptr;
 };
 
