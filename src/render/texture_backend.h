@@ -15,6 +15,10 @@ class TextureBackend {
   // Uploads the frame and converts it to an RGBA8 texture of the frame's size;
   // returns the texture handle (the GL texture name) or 0 when it cannot.
   virtual uintptr_t upload(const PixelBuffer& frame) = 0;
+  // Whether a handle made earlier can be used on the calling thread now (for GL: a
+  // context is current). Cheap: it runs on every poll without a new frame. A
+  // backend that reports failures logs once per stretch of them.
+  virtual bool contextReady() { return true; }
 };
 
 }  // namespace zent

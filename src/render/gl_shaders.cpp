@@ -1,0 +1,73 @@
+#include "render/gl_shaders.h"
+
+namespace zent {
+namespace {
+
+std::string header(bool gles) {
+  return gles ? "#version 300 es\nprecision highp float;\nprecision highp int;\n"
+              : "#version 330 core\n";
+}
+
+// Vertex 0 (-1,-1), 1 (3,-1), 2 (-1,3): one triangle covering the viewport. Texture
+// coordinate (0,0) lands on the first row of the target, so output row n holds row n
+// of the frame (the top of the picture first, as a plain upload of it would).
+constexpr const char* kVertexBody = R"(
+out vec2 v_uv;
+void main() {
+  vec2 p = vec2(gl_VertexID == 1 ? 3.0 : -1.0, gl_VertexID == 2 ? 3.0 : -1.0);
+  v_uv = p * 0.5 + 0.5;
+  gl_Position = vec4(p, 0.0, 1.0);
+}
+)";
+
+// Chroma of 4:2:0 covers two luma samples per texel in each direction; the scale
+// maps a luma coordinate onto the chroma plane also when the luma size is odd.
+constexpr const char* kFragmentBody = R"(
+in vec2 v_uv;
+out vec4 fragColor;
+uniform sampler2D u_plane0;
+uniform sampler2D u_plane1;
+uniform sampler2D u_plane2;
+uniform mat3 u_yuvToRgb;
+uniform vec3 u_offset;
+uniform vec2 u_chromaScale;
+void main() {
+#if defined(LAYOUT_BGRA)
+  fragColor = texture(u_plane0, v_uv).bgra;
+#else
+  float y = texture(u_plane0, v_uv).r;
+  vec2 c = v_uv * u_chromaScale;
+#if defined(LAYOUT_TWO_PLANE)
+  vec2 uv = texture(u_plane1, c).rg;
+#else
+  vec2 uv = vec2(texture(u_plane1, c).r, texture(u_plane2, c).r);
+#endif
+  vec3 rgb = u_yuvToRgb * vec3(y, uv) + u_offset;
+  fragColor = vec4(clamp(rgb, 0.0, 1.0), 1.0);
+#endif
+}
+)";
+
+const char* layoutDefine(ConversionLayout layout) {
+  switch (layout) {
+    case ConversionLayout::ThreePlaneYuv:
+      return "#define LAYOUT_THREE_PLANE 1\n";
+    case ConversionLayout::TwoPlaneYuv:
+      return "#define LAYOUT_TWO_PLANE 1\n";
+    case ConversionLayout::Bgra:
+      return "#define LAYOUT_BGRA 1\n";
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string conversionVertexShader(bool gles) {
+  return header(gles) + kVertexBody;
+}
+
+std::string conversionFragmentShader(bool gles, ConversionLayout layout) {
+  return header(gles) + layoutDefine(layout) + kFragmentBody;
+}
+
+}  // namespace zent

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <memory>
+
+#include "render/texture_backend.h"
+
+namespace zent {
+
+// The OpenGL realisation of TextureBackend (GL 3.3 core or GLES 3.0, functions
+// loaded through libepoxy). Works in whatever context is current on the calling
+// thread when upload() runs; needs none to be made. Returns null when the system
+// has no GL window-system library at all.
+//
+// Per context it keeps one texture per plane, one pixel-unpack buffer, one
+// framebuffer, one empty vertex array, the conversion programs and the RGBA8 output
+// texture whose name is the handle; all are reused across frames and reallocated
+// only when the frame size or format changes. If upload() finds a different context
+// current than before, it makes new objects there and leaves the old ones to be
+// deleted in their own context (see GlDeferredDeletion).
+std::unique_ptr<TextureBackend> makeGlTextureBackend();
+
+}  // namespace zent

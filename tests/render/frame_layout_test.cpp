@@ -1,0 +1,174 @@
+// Frame checking, the upload-buffer layout and the YUV to RGB coefficients: the
+// platform-free parts of the GL path.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "render/color_conversion.h"
+#include "render/frame_layout.h"
+#include "render/test_frames.h"
+
+namespace zent {
+namespace {
+
+using test::FrameSpec;
+using test::Rgb;
+
+Rgb applyCoefficients(const YuvToRgb& m, uint8_t y, uint8_t u, uint8_t v) {
+  const double in[3] = {y / 255.0, u / 255.0, v / 255.0};
+  int out[3];
+  for (int r = 0; r < 3; ++r) {
+    double value = m.offset[static_cast<std::size_t>(r)];
+    for (int c = 0; c < 3; ++c) value += m.at(r, c) * in[c];
+    out[r] = static_cast<int>(std::lround(std::clamp(value, 0.0, 1.0) * 255.0));
+  }
+  return {out[0], out[1], out[2]};
+}
+
+void expectNear(Rgb actual, Rgb expected, int tolerance) {
+  EXPECT_NEAR(actual.r, expected.r, tolerance);
+  EXPECT_NEAR(actual.g, expected.g, tolerance);
+  EXPECT_NEAR(actual.b, expected.b, tolerance);
+}
+
+TEST(YuvToRgbCoefficients, LimitedRangeMapsNominalBlackAndWhite) {
+  for (ColorMatrix matrix : {ColorMatrix::BT601, ColorMatrix::BT709}) {
+    const YuvToRgb m = yuvToRgbCoefficients(matrix, ColorRange::Limited);
+    expectNear(applyCoefficients(m, 16, 128, 128), {0, 0, 0}, 0);
+    expectNear(applyCoefficients(m, 235, 128, 128), {255, 255, 255}, 0);
+    expectNear(applyCoefficients(m, 126, 128, 128), {128, 128, 128}, 1);
+  }
+}
+
+TEST(YuvToRgbCoefficients, FullRangeMapsTheWholeLumaScale) {
+  const YuvToRgb m = yuvToRgbCoefficients(ColorMatrix::BT601, ColorRange::Full);
+  expectNear(applyCoefficients(m, 0, 128, 128), {0, 0, 0}, 0);
+  expectNear(applyCoefficients(m, 255, 128, 128), {255, 255, 255}, 0);
+}
+
+TEST(YuvToRgbCoefficients, KnownReferenceValues) {
+  // BT.601 limited: 100% red is Y 81, Cb 90, Cr 240; BT.709 limited: Y 63, Cb 102, Cr 240.
+  expectNear(
+      applyCoefficients(yuvToRgbCoefficients(ColorMatrix::BT601, ColorRange::Limited), 81, 90, 240),
+      {255, 0, 0}, 2);
+  expectNear(applyCoefficients(yuvToRgbCoefficients(ColorMatrix::BT709, ColorRange::Limited), 63,
+                               102, 240),
+             {255, 0, 0}, 2);
+  // The matrices differ: decoding BT.709 red with BT.601 gives a visibly other colour.
+  const Rgb wrong = applyCoefficients(yuvToRgbCoefficients(ColorMatrix::BT601, ColorRange::Limited),
+                                      63, 102, 240);
+  EXPECT_GT(std::abs(wrong.g - 0) + std::abs(wrong.b - 0) + std::abs(wrong.r - 255), 20);
+}
+
+TEST(YuvToRgbCoefficients, RoundTripsEveryMatrixAndRange) {
+  for (ColorMatrix matrix : {ColorMatrix::BT601, ColorMatrix::BT709}) {
+    for (ColorRange range : {ColorRange::Limited, ColorRange::Full}) {
+      FrameSpec spec;
+      spec.matrix = matrix;
+      spec.range = range;
+      const YuvToRgb m = yuvToRgbCoefficients(matrix, range);
+      for (Rgb colour : test::eightColours()) {
+        uint8_t y, u, v;
+        test::encodeYuv(spec, colour, y, u, v);
+        expectNear(applyCoefficients(m, y, u, v), colour, 2);
+      }
+    }
+  }
+}
+
+FrameSpec gridSpec(PixelFormat format, std::vector<int32_t> padding) {
+  FrameSpec spec;
+  spec.format = format;
+  spec.width = 10;
+  spec.height = 6;
+  spec.padding = std::move(padding);
+  spec.columns = 2;
+  spec.cells = {{255, 0, 0}, {0, 0, 255}};
+  return spec;
+}
+
+TEST(FrameLayout, PlanesOfEachFormat) {
+  FrameLayout layout;
+  std::string problem;
+  const test::TestFrame i420 = test::makeFrame(gridSpec(PixelFormat::I420, {}));
+  ASSERT_TRUE(describeFrame(i420, layout, problem)) << problem;
+  EXPECT_EQ(layout.planeCount, 3);
+  EXPECT_EQ(layout.planes[1].width, 5);
+  EXPECT_EQ(layout.planes[1].height, 3);
+  EXPECT_EQ(layout.planes[2].texel, PlaneTexelFormat::R8);
+
+  FrameSpec odd = gridSpec(PixelFormat::NV12, {});
+  odd.width = 9;
+  odd.height = 5;
+  ASSERT_TRUE(describeFrame(test::makeFrame(odd), layout, problem)) << problem;
+  EXPECT_EQ(layout.planeCount, 2);
+  EXPECT_EQ(layout.planes[1].texel, PlaneTexelFormat::RG8);
+  EXPECT_EQ(layout.planes[1].width, 5);
+  EXPECT_EQ(layout.planes[1].height, 3);
+
+  ASSERT_TRUE(describeFrame(test::makeFrame(gridSpec(PixelFormat::BGRA, {})), layout, problem));
+  EXPECT_EQ(layout.planeCount, 1);
+  EXPECT_EQ(layout.planes[0].texel, PlaneTexelFormat::RGBA8);
+}
+
+TEST(FrameLayout, StridesThatAreNotWholeTexelsArePackedAndOthersKept) {
+  FrameLayout layout;
+  std::string problem;
+  // NV12: luma stride 13 (fine for R8), chroma stride 10 + 3 = 13 (odd for RG8).
+  const test::TestFrame nv12 = test::makeFrame(gridSpec(PixelFormat::NV12, {3, 3}));
+  ASSERT_TRUE(describeFrame(nv12, layout, problem)) << problem;
+  EXPECT_EQ(layout.planes[0].uploadStride, 13);
+  EXPECT_EQ(layout.planes[1].sourceStride, 13);
+  EXPECT_EQ(layout.planes[1].uploadStride, 10);
+
+  std::vector<uint8_t> buffer(layout.uploadSize, 0);
+  copyPlanes(nv12, layout, buffer.data());
+  for (int32_t i = 0; i < layout.planeCount; ++i) {
+    const PlaneLayout& plane = layout.planes[static_cast<std::size_t>(i)];
+    const PlaneView view = nv12.plane(i);
+    for (int32_t row = 0; row < plane.height; ++row) {
+      const uint8_t* got =
+          buffer.data() + plane.uploadOffset + static_cast<std::size_t>(row) * plane.uploadStride;
+      const uint8_t* want = view.data + static_cast<std::size_t>(row) * view.stride;
+      EXPECT_EQ(std::vector<uint8_t>(got, got + plane.width * plane.bytesPerTexel),
+                std::vector<uint8_t>(want, want + plane.width * plane.bytesPerTexel))
+          << "plane " << i << " row " << row;
+    }
+  }
+}
+
+TEST(FrameLayout, MalformedFramesAreRejectedWithAReason) {
+  FrameLayout layout;
+  std::string problem;
+
+  test::TestFrame missingPlane = test::makeFrame(gridSpec(PixelFormat::I420, {}));
+  missingPlane.planes_.pop_back();
+  EXPECT_FALSE(describeFrame(missingPlane, layout, problem));
+  EXPECT_NE(problem.find("2 planes instead of 3"), std::string::npos) << problem;
+
+  test::TestFrame shortStride = test::makeFrame(gridSpec(PixelFormat::BGRA, {}));
+  shortStride.planes_[0].stride = 12;
+  EXPECT_FALSE(describeFrame(shortStride, layout, problem));
+  EXPECT_NE(problem.find("stride of 12"), std::string::npos) << problem;
+
+  test::TestFrame smallChroma = test::makeFrame(gridSpec(PixelFormat::NV12, {}));
+  smallChroma.planes_[1].height = 2;
+  EXPECT_FALSE(describeFrame(smallChroma, layout, problem));
+  EXPECT_NE(problem.find("smaller than 5x3"), std::string::npos) << problem;
+
+  test::TestFrame empty = test::makeFrame(gridSpec(PixelFormat::RGBA, {}));
+  empty.width_ = 0;
+  EXPECT_FALSE(describeFrame(empty, layout, problem));
+  EXPECT_NE(problem.find("no pixels"), std::string::npos) << problem;
+
+  test::TestFrame noData = test::makeFrame(gridSpec(PixelFormat::I420, {}));
+  noData.planes_[2].bytes.clear();
+  noData.planes_[2].bytes.shrink_to_fit();
+  EXPECT_FALSE(describeFrame(noData, layout, problem));
+  EXPECT_NE(problem.find("has no data"), std::string::npos) << problem;
+}
+
+}  // namespace
+}  // namespace zent
