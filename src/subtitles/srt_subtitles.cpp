@@ -71,7 +71,10 @@ void SRTSubtitles::append(SRTSubtitles&& other) {
 void SRTSubtitles::addCues(std::vector<SrtCue>&& cues) {
   if (cues.empty()) return;
   auto byStart = [](const SrtCue& a, const SrtCue& b) { return a.startMs < b.startMs; };
-  std::stable_sort(cues.begin(), cues.end(), byStart);
+  // Files are nearly always in time order already; sorting is then skipped.
+  if (!std::is_sorted(cues.begin(), cues.end(), byStart)) {
+    std::stable_sort(cues.begin(), cues.end(), byStart);
+  }
   bool inOrder = timesIni_.empty() || timesIni_.back() <= cues.front().startMs;
   if (!inOrder) {
     // The new cues interleave with those held: merge, the held ones first on equal starts.
