@@ -23,6 +23,8 @@ constexpr const char* kGlxLibraries[] = {"libGLX.so.0", "libGL.so.1", "libGL.so"
 WindowSystem egl{kEglLibraries, "eglGetCurrentContext", "eglGetCurrentDisplay"};
 WindowSystem glx{kGlxLibraries, "glXGetCurrentContext", "glXGetCurrentDisplay"};
 
+std::atomic<GlContextProbe> probeOverride{nullptr};
+
 // Which API last had a context, asked first next time.
 std::atomic<GlContextId::Api> lastApi{GlContextId::Api::EGL};
 
@@ -56,6 +58,7 @@ std::optional<GlContextId> query(WindowSystem& system, GlContextId::Api api) {
 }  // namespace
 
 std::optional<GlContextId> currentGlContext() {
+  if (GlContextProbe probe = probeOverride.load(std::memory_order_acquire)) return probe();
   const GlContextId::Api first = lastApi.load(std::memory_order_relaxed);
   const GlContextId::Api second =
       first == GlContextId::Api::EGL ? GlContextId::Api::GLX : GlContextId::Api::EGL;
@@ -67,6 +70,10 @@ std::optional<GlContextId> currentGlContext() {
     }
   }
   return std::nullopt;
+}
+
+void setGlContextProbeForTesting(GlContextProbe probe) {
+  probeOverride.store(probe, std::memory_order_release);
 }
 
 bool glLibraryAvailable() {

@@ -20,6 +20,12 @@ struct GlContextId {
 // one or two thread-local reads in the window-system library.
 std::optional<GlContextId> currentGlContext();
 
+// Replaces the probe, for tests that need a context identity the real window
+// system will not produce on demand (a new context at an old context's address).
+// Null restores the real probe.
+using GlContextProbe = std::optional<GlContextId> (*)();
+void setGlContextProbeForTesting(GlContextProbe probe);
+
 // Whether a GL window-system library (libEGL or libGLX) can be loaded at all. Needs
 // no context; used when a renderer is set up on a thread without one.
 bool glLibraryAvailable();

@@ -20,11 +20,17 @@ std::atomic<std::size_t> pendingSize{0};
 }  // namespace
 
 bool GlObjectNames::empty() const {
-  return textures.empty() && buffers.empty() && framebuffers.empty() && vertexArrays.empty() &&
-         programs.empty();
+  return token == nullptr && textures.empty() && buffers.empty() && framebuffers.empty() &&
+         vertexArrays.empty() && programs.empty();
+}
+
+bool GlObjectNames::ownedByCurrentContext() const {
+  return token == nullptr || glIsSync(token) == GL_TRUE;
 }
 
 void GlObjectNames::deleteNow() const {
+  if (!ownedByCurrentContext()) return;
+  if (token) glDeleteSync(token);
   if (!textures.empty()) glDeleteTextures(static_cast<GLsizei>(textures.size()), textures.data());
   if (!buffers.empty()) glDeleteBuffers(static_cast<GLsizei>(buffers.size()), buffers.data());
   if (!framebuffers.empty()) {

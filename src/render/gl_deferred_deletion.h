@@ -11,6 +11,11 @@ namespace zent {
 
 // GL object names of one context, to delete together.
 struct GlObjectNames {
+  // A fence made with the objects, never waited on: it tells whether the context
+  // now current under the same handle is still the one that made them (a host may
+  // destroy its context and get a new one at the same address). Sync objects are
+  // opaque pointers, unlike the small integer names the host's objects also use.
+  GLsync token = nullptr;
   std::vector<GLuint> textures;
   std::vector<GLuint> buffers;
   std::vector<GLuint> framebuffers;
@@ -18,7 +23,10 @@ struct GlObjectNames {
   std::vector<GLuint> programs;
 
   bool empty() const;
-  // Needs the owning context current on the calling thread.
+  // Whether the context current on the calling thread is the one that made them.
+  bool ownedByCurrentContext() const;
+  // Needs the owning context current on the calling thread. Does nothing when that
+  // context has been replaced: its objects went with it.
   void deleteNow() const;
 };
 

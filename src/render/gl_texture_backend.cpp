@@ -50,12 +50,12 @@ ConversionLayout conversionLayout(PixelFormat format) {
   return ConversionLayout::ThreePlaneYuv;
 }
 
-GLuint makeTexture() {
+GLuint makeTexture(GLint filter) {
   GLuint name = 0;
   glGenTextures(1, &name);
   glBindTexture(GL_TEXTURE_2D, name);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 0);
@@ -123,6 +123,7 @@ class GlTextureBackend final : public TextureBackend {
   // Everything made in one context.
   struct ContextObjects {
     GlContextId owner;
+    GLsync token = nullptr;  // see GlObjectNames::token
     bool gles = false;
     GLint maxTextureSize = 0;
     GLuint vertexArray = 0;
@@ -139,10 +140,11 @@ class GlTextureBackend final : public TextureBackend {
   };
 
   std::optional<GlContextId> probeContext();
+  void forgetReplacedContext();
   ContextObjects* objectsFor(const GlContextId& context);
   void retireObjects();
   bool prepareOutput(ContextObjects& objects, int32_t width, int32_t height);
-  void preparePlane(PlaneTexture& plane, const PlaneLayout& layout);
+  void preparePlane(PlaneTexture& plane, const PlaneLayout& layout, bool subsampled);
   bool fillUnpackBuffer(ContextObjects& objects, const PixelBuffer& frame);
   Program* program(ContextObjects& objects, ConversionLayout layout);
   bool convert(ContextObjects& objects, const PixelBuffer& frame);
@@ -158,6 +160,7 @@ class GlTextureBackend final : public TextureBackend {
 
 GlObjectNames GlTextureBackend::ContextObjects::names() const {
   GlObjectNames n;
+  n.token = token;
   for (const PlaneTexture& plane : planes) {
     if (plane.name) n.textures.push_back(plane.name);
   }
@@ -205,11 +208,29 @@ std::optional<GlContextId> GlTextureBackend::probeContext() {
 }
 
 bool GlTextureBackend::contextReady() {
-  return probeContext().has_value();
+  const std::optional<GlContextId> context = probeContext();
+  if (!context) return false;
+  if (objects_ && objects_->owner == *context && glIsSync(objects_->token) != GL_TRUE) {
+    // Same handle, new context: the texture handed out before went with the old
+    // one, so it must not be offered again.
+    forgetReplacedContext();
+    return false;
+  }
+  return true;
+}
+
+void GlTextureBackend::forgetReplacedContext() {
+  Logger::log(LogLevel::WARNING,
+              "getTexture: the OpenGL context was replaced; the video texture is made again "
+              "with the next frame");
+  objects_.reset();
 }
 
 GlTextureBackend::ContextObjects* GlTextureBackend::objectsFor(const GlContextId& context) {
-  if (objects_ && objects_->owner == context) return objects_.get();
+  if (objects_ && objects_->owner == context) {
+    if (glIsSync(objects_->token) == GL_TRUE) return objects_.get();
+    forgetReplacedContext();
+  }
   if (unsupportedContext_ && *unsupportedContext_ == context) return nullptr;
   // A different context than the one our objects live in: start over in this one.
   retireObjects();
@@ -228,6 +249,7 @@ GlTextureBackend::ContextObjects* GlTextureBackend::objectsFor(const GlContextId
 
   auto objects = std::make_unique<ContextObjects>();
   objects->owner = context;
+  objects->token = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
   objects->gles = !desktop;
   glGetIntegerv(GL_MAX_TEXTURE_SIZE, &objects->maxTextureSize);
   glGenVertexArrays(1, &objects->vertexArray);
@@ -243,7 +265,8 @@ bool GlTextureBackend::prepareOutput(ContextObjects& objects, int32_t width, int
   }
   glActiveTexture(GL_TEXTURE0);
   if (!objects.output) {
-    objects.output = makeTexture();
+    // Filtered for the host, which may draw it at any size.
+    objects.output = makeTexture(GL_LINEAR);
   } else {
     glBindTexture(GL_TEXTURE_2D, objects.output);
   }
@@ -254,14 +277,18 @@ bool GlTextureBackend::prepareOutput(ContextObjects& objects, int32_t width, int
   return true;
 }
 
-void GlTextureBackend::preparePlane(PlaneTexture& plane, const PlaneLayout& layout) {
+void GlTextureBackend::preparePlane(PlaneTexture& plane, const PlaneLayout& layout,
+                                    bool subsampled) {
   if (plane.name && plane.texel == layout.texel && plane.width == layout.width &&
       plane.height == layout.height) {
     return;
   }
   glActiveTexture(GL_TEXTURE0);
   if (!plane.name) {
-    plane.name = makeTexture();
+    // A full-size plane is read one texel per output pixel, at texel centres:
+    // nearest is exact and, on software rasterisers, half the cost of linear.
+    // Subsampled chroma is interpolated between its samples.
+    plane.name = makeTexture(subsampled ? GL_LINEAR : GL_NEAREST);
   } else {
     glBindTexture(GL_TEXTURE_2D, plane.name);
   }
@@ -275,12 +302,13 @@ void GlTextureBackend::preparePlane(PlaneTexture& plane, const PlaneLayout& layo
 
 bool GlTextureBackend::fillUnpackBuffer(ContextObjects& objects, const PixelBuffer& frame) {
   glBindBuffer(GL_PIXEL_UNPACK_BUFFER, objects.unpackBuffer);
-  // Orphaning: fresh storage for this frame, so the copy never waits on the GPU
-  // still reading the previous one.
+  // Orphaning: the driver may hand out fresh storage for this frame, so the copy
+  // never waits on the GPU still reading the previous one. The map asks for no
+  // further invalidation: on Mesa that would reallocate (and fault in) the storage
+  // on every frame even when the old one is idle.
   const auto size = static_cast<GLsizeiptr>(layout_.uploadSize);
   glBufferData(GL_PIXEL_UNPACK_BUFFER, size, nullptr, GL_STREAM_DRAW);
-  void* mapped = glMapBufferRange(GL_PIXEL_UNPACK_BUFFER, 0, size,
-                                  GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_BUFFER_BIT);
+  void* mapped = glMapBufferRange(GL_PIXEL_UNPACK_BUFFER, 0, size, GL_MAP_WRITE_BIT);
   if (!mapped) {
     reportFrameProblem("the upload buffer of " + std::to_string(layout_.uploadSize) +
                        " bytes could not be mapped");
@@ -414,7 +442,7 @@ uintptr_t GlTextureBackend::upload(const PixelBuffer& frame) {
   if (!direct) {
     for (int32_t i = 0; i < layout_.planeCount; ++i) {
       preparePlane(objects->planes[static_cast<std::size_t>(i)],
-                   layout_.planes[static_cast<std::size_t>(i)]);
+                   layout_.planes[static_cast<std::size_t>(i)], i > 0);
     }
   }
 

@@ -9,9 +9,12 @@
 
 #include <array>
 #include <memory>
+#include <optional>
+#include <thread>
 #include <vector>
 
 #include "render/egl_context.h"
+#include "render/gl_context_probe.h"
 #include "render/gl_deferred_deletion.h"
 #include "render/log_capture.h"
 #include "render/render_fakes.h"
@@ -402,16 +405,81 @@ TEST_P(GlTextureBackendTest, AnotherContextGetsItsOwnObjectsAndOldOnesWaitForThe
   EXPECT_FALSE(glIsTexture(inFirst));
 }
 
-TEST_P(GlTextureBackendTest, BackendFreedWithoutAContextIsDeletedOnTheNextCall) {
+TEST_P(GlTextureBackendTest, BackendFreedOnAnotherThreadIsDeletedOnTheNextCallInItsContext) {
+  // A stream removed from the host's main thread while its render thread goes on.
   const FrameSpec spec = gridFrame(PixelFormat::BGRA, ColorMatrix::BT601, ColorRange::Full);
+  const GLuint texture = upload(spec);
+  auto next = makeGlTextureBackend();
+  std::thread mainThread([doomed = std::move(backend)]() mutable { doomed.reset(); });
+  mainThread.join();
+  EXPECT_EQ(GlDeferredDeletion::pendingCount(), 1u);
+  EXPECT_TRUE(glIsTexture(texture));
+
+  EXPECT_NE(next->upload(test::makeFrame(spec)), 0u);
+  EXPECT_EQ(GlDeferredDeletion::pendingCount(), 0u);
+  EXPECT_FALSE(glIsTexture(texture));
+}
+
+TEST_P(GlTextureBackendTest, ObjectsWaitingForAnotherContextAreLeftAlone) {
+  const FrameSpec spec = gridFrame(PixelFormat::I420, ColorMatrix::BT601, ColorRange::Full);
   const GLuint texture = upload(spec);
   EglContext::releaseCurrent();
   backend.reset();
+  ASSERT_EQ(GlDeferredDeletion::pendingCount(), 1u);
+
+  // A call in an unrelated context must not delete names that belong to the first.
+  other = EglContext::create(GetParam());
+  ASSERT_NE(other, nullptr) << EglContext::lastError();
+  auto elsewhere = makeGlTextureBackend();
+  EXPECT_NE(elsewhere->upload(test::makeFrame(spec)), 0u);
   EXPECT_EQ(GlDeferredDeletion::pendingCount(), 1u);
+  elsewhere.reset();
+
   ASSERT_TRUE(gl->makeCurrent());
   EXPECT_TRUE(glIsTexture(texture));
-  auto next = makeGlTextureBackend();
-  EXPECT_NE(next->upload(test::makeFrame(spec)), 0u);
+  auto mine = makeGlTextureBackend();
+  EXPECT_TRUE(mine->contextReady());
+  EXPECT_EQ(GlDeferredDeletion::pendingCount(), 0u);
+  EXPECT_FALSE(glIsTexture(texture));
+}
+
+// Stands for a window system that gives a new context the handle of a destroyed one.
+struct ReusedHandle {
+  static inline EGLContext replacement = EGL_NO_CONTEXT;
+  static inline EGLContext reused = EGL_NO_CONTEXT;
+  static std::optional<GlContextId> probe() {
+    EGLContext current = eglGetCurrentContext();
+    if (current == EGL_NO_CONTEXT) return std::nullopt;
+    return GlContextId{GlContextId::Api::EGL, eglGetCurrentDisplay(),
+                       current == replacement ? reused : current};
+  }
+};
+
+TEST_P(GlTextureBackendTest, ContextReplacedAtTheSameAddressIsNoticed) {
+  LogCapture logs;
+  const FrameSpec spec = gridFrame(PixelFormat::NV12, ColorMatrix::BT709, ColorRange::Full);
+  ASSERT_NE(upload(spec), 0u);
+
+  // The host destroys its context and makes a new one under the same handle; our
+  // objects went with the old context.
+  ReusedHandle::reused = gl->context();
+  EglContext::releaseCurrent();
+  gl = EglContext::create(GetParam());
+  ASSERT_NE(gl, nullptr) << EglContext::lastError();
+  ReusedHandle::replacement = gl->context();
+  setGlContextProbeForTesting(&ReusedHandle::probe);
+  struct RestoreProbe {
+    ~RestoreProbe() { setGlContextProbeForTesting(nullptr); }
+  } restore;
+
+  EXPECT_FALSE(backend->contextReady());
+  EXPECT_EQ(logs.count(LogLevel::WARNING, "the OpenGL context was replaced"), 1);
+  const GLuint texture = upload(spec);
+  ASSERT_NE(texture, 0u);
+  EXPECT_TRUE(backend->contextReady());
+  expectGrid(readTexture(texture, spec.width, spec.height), spec, "new context");
+  backend.reset();
+  EXPECT_FALSE(glIsTexture(texture));
   EXPECT_EQ(GlDeferredDeletion::pendingCount(), 0u);
 }
 
