@@ -106,17 +106,13 @@ void ZentPlayer::finishLoadTables(const std::shared_ptr<PlayerItem>& item,
   initAudio(manifest);
   initSubtitles(manifest);
   tablesReadFor_ = item;
-  if (readyPendingFor_.lock() != item) return;
-  // The item became ready while the tables were read: raise ready now, on the
-  // main queue like every other ready event.
+  // When the item became ready while the tables were read, its ready event is
+  // raised now, on the main queue like every other ready event.
   std::weak_ptr<ZentPlayer> weakSelf = weak_from_this();
-  MainQueue::post([weakSelf, weakItem = std::weak_ptr<PlayerItem>(item)] {
-    auto self = weakSelf.lock();
-    if (!self) return;
-    LibraryLock selfLock(self->mutex_);
-    auto pending = self->readyPendingFor_.lock();
-    if (pending && pending == weakItem.lock() && pending == self->avPlayerItem) {
-      self->handleReady();
+  MainQueue::post([weakSelf] {
+    if (auto self = weakSelf.lock()) {
+      LibraryLock selfLock(self->mutex_);
+      self->raiseReadyWhenTablesRead();
     }
   });
 }

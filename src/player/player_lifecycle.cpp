@@ -67,17 +67,19 @@ void ZentPlayer::itemStatusChanged(PlayerItem& item, ItemStatus status) {
               " | Cannot play " + item.url() + ": " + item.failureReason());
     return;
   }
-  if (status != ItemStatus::ReadyToPlay) return;
-  if (tablesReadFor_.lock() != avPlayerItem) {
-    // The load is still reading tracks and renditions; it raises ready when done.
-    readyPendingFor_ = avPlayerItem;
-    return;
-  }
+  if (status == ItemStatus::ReadyToPlay) raiseReadyWhenTablesRead();
+}
+
+// Raises the ready event of the current item once it is ready and its tables
+// have been read, whichever of the two comes last.
+void ZentPlayer::raiseReadyWhenTablesRead() {
+  if (!avPlayerItem || avPlayerItem->status() != ItemStatus::ReadyToPlay) return;
+  if (tablesReadFor_.lock() != avPlayerItem || readyRaisedFor_.lock() == avPlayerItem) return;
   handleReady();
 }
 
 void ZentPlayer::handleReady() {
-  readyPendingFor_.reset();
+  readyRaisedFor_ = avPlayerItem;
   raiseEvent(0, 2, 0);
   initialized = true;
   if (autoPlay) {

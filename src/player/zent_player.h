@@ -124,6 +124,7 @@ class ZentPlayer : public PlayerItemDelegate, public std::enable_shared_from_thi
   void startLoad(const std::string& source, bool local);
   void finishLoadTables(const std::shared_ptr<PlayerItem>& item, const ManifestInfo& manifest);
   void handleReady();
+  void raiseReadyWhenTablesRead();
   void initTracks(const ManifestInfo& manifest);
   void initAudio(const ManifestInfo& manifest);
   void initSubtitles(const ManifestInfo& manifest);
@@ -181,10 +182,11 @@ class ZentPlayer : public PlayerItemDelegate, public std::enable_shared_from_thi
   std::shared_ptr<LoadTask> openDRMTask;
   int64_t mimeType = 0;
 
-  // The item whose track and rendition tables have been read; its ready event
-  // waits for them so a host can query tracks as soon as it is told "ready".
+  // The item whose track and rendition tables have been read: its ready event
+  // waits for them, so a host can query tracks as soon as it is told "ready".
   std::weak_ptr<PlayerItem> tablesReadFor_;
-  std::weak_ptr<PlayerItem> readyPendingFor_;
+  // The item whose ready event has been raised (once per item).
+  std::weak_ptr<PlayerItem> readyRaisedFor_;
   // Latest program date-time source for the open content.
   std::string variantPlaylistForDate_;
 };
