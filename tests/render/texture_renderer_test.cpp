@@ -163,6 +163,14 @@ TEST_F(TextureRendererTest, ReplacementKeepsTheHandle) {
   EXPECT_EQ(poll(3.0), handle);
 }
 
+#ifdef ZENT_ABORT_ON_INVARIANT
+TEST_F(TextureRendererTest, NonFiniteTimeAtTheWatchdogIsDetected) {
+  pollWithFrame(3.0, frameOfSize(64, 32));
+  miss(100, std::numeric_limits<double>::quiet_NaN());
+  EXPECT_DEATH(poll(std::numeric_limits<double>::quiet_NaN()),
+               "getTexture: the current time is not finite");
+}
+#else
 TEST_F(TextureRendererTest, NonFiniteTimeAtTheWatchdogIsReportedOnceAndReplacesNothing) {
   const uintptr_t handle = pollWithFrame(3.0, frameOfSize(64, 32));
   miss(100, std::numeric_limits<double>::quiet_NaN());
@@ -175,6 +183,7 @@ TEST_F(TextureRendererTest, NonFiniteTimeAtTheWatchdogIsReportedOnceAndReplacesN
   EXPECT_EQ(poll(3.0), handle);
   EXPECT_EQ(engine.made.size(), 1u);
 }
+#endif
 
 TEST_F(TextureRendererTest, EngineThatCannotMakeAnOutputKeepsTheOldOneAndLogs) {
   engine.failOutputs = true;
