@@ -9,12 +9,17 @@
 
 namespace zent::manifest {
 
+namespace {
+bool isBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v';
+}
+}  // namespace
+
 std::string_view trim(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\n\f\v";
-  std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  std::size_t last = text.find_last_not_of(kBlanks);
-  return text.substr(first, last - first + 1);
+  // Loops rather than find_first_not_of, which calls memchr once per byte.
+  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 bool startsWith(std::string_view text, std::string_view prefix) {
@@ -37,9 +42,11 @@ std::string_view withoutBom(std::string_view text) {
 
 bool LineReader::next(std::string_view& line) {
   if (done_) return false;
-  std::size_t end = rest_.find_first_of("\r\n");
+  // A plain loop: find_first_of calls memchr on the delimiter set once per byte.
+  std::size_t end = 0;
+  while (end < rest_.size() && rest_[end] != '\n' && rest_[end] != '\r') ++end;
   ++lineNumber_;
-  if (end == std::string_view::npos) {
+  if (end == rest_.size()) {
     line = trim(rest_);
     rest_ = {};
     done_ = true;

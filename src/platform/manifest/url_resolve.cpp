@@ -119,9 +119,47 @@ std::string resolveAgainstPath(const std::string& basePath, const std::string& r
   return resolved.lexically_normal().string();
 }
 
+// Start of the query or fragment, or the end. (A loop: find_first_of would
+// call memchr on "?#" once per byte.)
+std::size_t queryOrFragment(std::string_view uri, std::size_t from = 0) {
+  while (from < uri.size() && uri[from] != '?' && uri[from] != '#') ++from;
+  return from;
+}
+
+// The common case in playlists: a plain relative name ("segment_12.ts?tok=1")
+// against a URL base, neither holding dot segments. Then the RFC's merge is
+// the base's folder followed by the reference, and the full algorithm can be
+// skipped. Nothing when the case does not apply.
+std::optional<std::string> resolvePlainName(std::string_view base, std::string_view reference) {
+  if (reference.empty() || reference.front() == '/' || reference.front() == '.' ||
+      reference.front() == '?' || reference.front() == '#') {
+    return std::nullopt;
+  }
+  std::string_view referencePath = reference.substr(0, queryOrFragment(reference));
+  if (referencePath.find(':') != std::string_view::npos ||
+      referencePath.find("/.") != std::string_view::npos) {
+    return std::nullopt;
+  }
+  std::optional<std::string_view> scheme = schemeOf(base);
+  if (!scheme || base.substr(scheme->size() + 1, 2) != "//") return std::nullopt;
+  std::size_t pathStart = base.find('/', scheme->size() + 3);
+  std::size_t pathEnd = queryOrFragment(base, scheme->size() + 3);
+  if (pathStart == std::string_view::npos || pathStart > pathEnd) {
+    return std::string(base.substr(0, pathEnd)) + "/" + std::string(reference);
+  }
+  std::string_view basePath = base.substr(pathStart, pathEnd - pathStart);
+  if (basePath.find("/.") != std::string_view::npos) return std::nullopt;
+  std::size_t folderEnd = pathStart + basePath.rfind('/') + 1;
+  std::string resolved;
+  resolved.reserve(folderEnd + reference.size());
+  resolved.append(base.substr(0, folderEnd)).append(reference);
+  return resolved;
+}
+
 }  // namespace
 
 std::string resolveUrl(const std::string& baseUrl, const std::string& reference) {
+  if (auto plain = resolvePlainName(baseUrl, reference)) return std::move(*plain);
   if (schemeOf(reference)) {
     UriParts r = split(reference);
     return recompose(r.scheme, r.authority, removeDotSegments(r.path), r.query, r.fragment);
