@@ -40,7 +40,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   // The input also as a reference found in a document, and as a base.
   std::string asString(text.substr(0, 512));
-  (void)zent::resolveUrl(base, asString);
+  std::string resolved = zent::resolveUrl(base, asString);
   (void)zent::resolveUrl(asString, "../a/./b.m3u8?x#y");
+
+  // Plain relative names take a short cut; "./name" always takes the full
+  // RFC 3986 path. Both must agree.
+  std::string_view path = std::string_view(asString).substr(0, asString.find_first_of("?#"));
+  bool relativeName =
+      !asString.empty() && std::string_view("/?#.").find(asString[0]) == std::string_view::npos;
+  if (relativeName && path.find(':') == std::string_view::npos &&
+      resolved != zent::resolveUrl(base, "./" + asString)) {
+    __builtin_trap();
+  }
   return 0;
 }
