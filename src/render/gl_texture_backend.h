@@ -11,6 +11,9 @@ namespace zent {
 // thread when upload() runs; needs none to be made. Returns null when the system
 // has no GL window-system library at all.
 //
+// The texture is RGBA8 at the frame's size, alpha 1 for YUV frames; its row 0 is
+// the top row of the picture, as a plain glTexImage2D of the frame would be.
+//
 // Per context it keeps one texture per plane, one pixel-unpack buffer, one
 // framebuffer, one empty vertex array, the conversion programs and the RGBA8 output
 // texture whose name is the handle; all are reused across frames and reallocated
