@@ -8,13 +8,21 @@
 namespace zent {
 
 bool ZentPlayer::openExternalSubtitles(const std::string& subsURL) {
+  {
+    LibraryLock lock(mutex_);
+    trace(" | Open External Subtitles");
+    if (refuseUnlessInitialized("Open External Subtitles")) return false;
+    // Set before parsing: the poll uses the file even when it yields nothing.
+    externalSubtitles = true;
+  }
+  // The file is read without the player's lock (a remote file can take a
+  // while), then its cues are added to those of any earlier file.
+  SRTSubtitles parsed;
+  bool ok = parsed.parseStringbuffer(subsURL);
   LibraryLock lock(mutex_);
-  trace(" | Open External Subtitles");
-  if (refuseUnlessInitialized("Open External Subtitles")) return false;
-  // A second file is added to the cues of the first.
   if (!SRTsubs) SRTsubs = std::make_shared<SRTSubtitles>();
-  externalSubtitles = true;
-  return SRTsubs->parseStringbuffer(subsURL);
+  SRTsubs->append(std::move(parsed));
+  return ok;
 }
 
 std::string ZentPlayer::updateSubtitle() {
