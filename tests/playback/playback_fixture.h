@@ -1,0 +1,69 @@
+#pragma once
+
+// End-to-end fixture: the built library loaded with dlopen, real media made by
+// the fixtures, served from a loopback server, and the host's view of events.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <thread>
+
+#include "support/event_recorder.h"
+#include "support/http_server.h"
+#include "support/log_recorder.h"
+#include "support/media_fixtures.h"
+#include "support/zent_api.h"
+
+namespace zent::test {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+class PlaybackTest : public ZentApiTest {
+ protected:
+  void SetUp() override {
+    ZentApiTest::SetUp();
+    api().NativeShutdown();
+    eventRecorder().clear();
+    logRecorder().clear();
+    api().NativeSetLogCallback(&logRecorderCallback);
+    api().NativeInit(&eventRecorderListener);
+  }
+  void TearDown() override {
+    api().NativeShutdown();
+    api().NativeSetLogCallback(nullptr);
+  }
+
+  // Waits for an event of that type from that player, after `from` events.
+  bool waitForEvent(int32_t player, int32_t type, milliseconds timeout, size_t from = 0,
+                    bool isError = false) {
+    return eventRecorder()
+        .waitFor(
+            [&](const RecordedEvent& e) {
+              return e.playerIndex == player && e.type == type && e.isError == isError;
+            },
+            timeout, from)
+        .has_value();
+  }
+  size_t countEvents(int32_t player, int32_t type, bool isError = false) {
+    size_t n = 0;
+    for (const RecordedEvent& e : eventRecorder().events()) {
+      n += (e.playerIndex == player && e.type == type && e.isError == isError);
+    }
+    return n;
+  }
+  // Polls a condition of the library's state (the host's way: it asks every frame).
+  static bool pollUntil(const std::function<bool()>& condition, milliseconds timeout) {
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (std::chrono::steady_clock::now() < deadline) {
+      if (condition()) return true;
+      std::this_thread::sleep_for(milliseconds(20));
+    }
+    return condition();
+  }
+  std::string describe() { return eventRecorder().describe() + "\n" + logRecorder().describe(60); }
+};
+
+}  // namespace zent::test
