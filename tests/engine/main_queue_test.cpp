@@ -39,8 +39,9 @@ class Recorder {
 
 class MainQueueTest : public ::testing::Test {
  protected:
+  // The queue runs for the whole test program; tests that stop it start it again.
   void SetUp() override { MainQueue::start(); }
-  void TearDown() override { MainQueue::stop(); }
+  void TearDown() override { MainQueue::start(); }
 };
 
 TEST_F(MainQueueTest, RunsPostedWorkInOrderOnItsOwnThread) {

@@ -1,0 +1,150 @@
+#pragma once
+
+#include <gst/gst.h>
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/gst/adaptive_demuxer.h"
+#include "platform/gst/hls_manifest_snapshot.h"
+#include "platform/gst/sink_relay.h"
+#include "platform/gst/source_progress.h"
+#include "platform/gst/stream_collection.h"
+#include "platform/gst/teardown_worker.h"
+#include "platform/gst_id3_tap.h"
+#include "player/media_player.h"
+
+namespace zent {
+
+// One piece of content on its own playbin3 pipeline.
+//
+// Threads: the host (or a load worker) calls the PlayerItem methods and, through
+// GstMediaPlayer, the transport; bus messages arrive on the main queue (a bus
+// watch on the main-queue context), where the delegate is called; streaming
+// threads only reach the SinkRelay and the AdaptiveDemuxer, never this object.
+// Locks: transportMutex_ serialises state changes and seeks (it may be held while
+// calling into GStreamer, which never calls back into us synchronously); stateMutex_
+// guards the status and what the bus reported. Order: transport before state. The
+// delegate is never called with either held.
+class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_this<GstPlayerItem> {
+ public:
+  // Builds the pipeline (not started: it loads once a player attaches it). A
+  // pipeline that cannot be built leaves the item Failed with the reason.
+  static std::shared_ptr<GstPlayerItem> create(const std::string& url,
+                                               std::shared_ptr<TeardownWorker> teardown);
+  ~GstPlayerItem() override;
+  GstPlayerItem(const GstPlayerItem&) = delete;
+  GstPlayerItem& operator=(const GstPlayerItem&) = delete;
+
+  const std::string& url() const override { return url_; }
+  ItemStatus status() const override;
+  std::string failureReason() const override;
+  ItemStatus waitUntilResolved(double timeoutSeconds, const std::atomic<bool>* cancelFlag) override;
+  void setDelegate(std::weak_ptr<PlayerItemDelegate> delegate) override;
+
+  void addOutput(std::shared_ptr<VideoOutput> output) override;
+  void removeOutput(const std::shared_ptr<VideoOutput>& output) override;
+  void addOutput(std::shared_ptr<MetadataOutput> output) override;
+  void removeOutput(const std::shared_ptr<MetadataOutput>& output) override;
+  void addOutput(std::shared_ptr<LegibleOutput> output) override;
+
+  double durationSeconds() const override;
+  double currentTimeSeconds() const override;
+  std::optional<double> currentDateEpochSeconds() const override;
+  std::vector<TimeRange> loadedTimeRanges() const override;
+  Size2D presentationSize() const override;
+  std::vector<VideoTrackGeometry> videoTracks() const override;
+
+  void setPreferredPeakBitRate(double bitsPerSecond) override;
+  void setPreferredMaximumResolution(Size2D size) override;
+  void applyPreferences() override;
+
+  std::vector<MediaStreamInfo> mediaStreams(MediaCharacteristic kind) const override;
+  void select(MediaCharacteristic kind, std::optional<std::size_t> index) override;
+
+  // Transport, driven by GstMediaPlayer.
+  void attach();  // starts loading: PAUSED, rate 0
+  void play();
+  void pause();
+  void setRate(float rate);
+  float rate() const;
+  void seek(int64_t milliseconds, bool exact);
+  void setVolume(float volume);
+  void setMuted(bool muted);
+
+ private:
+  GstPlayerItem(const std::string& url, std::shared_ptr<TeardownWorker> teardown);
+  void build();
+  void fail(const std::string& reason);
+
+  static gboolean onBusMessage(GstBus* bus, GstMessage* message, gpointer self);
+  void handleBusMessage(GstMessage* message);
+  void onPrerolled();
+  void onError(GstMessage* message);
+  void onBuffering(GstMessage* message);
+  void onTags(GstMessage* message);
+  void onStreamCollection(GstMessage* message);
+  void onStreamsSelected(GstMessage* message);
+  void notifyStatus(ItemStatus status);
+  void notifyEnd();
+  // HLS: reads the playlists for rendition names and dates (once).
+  void startManifestSnapshot();
+  void onManifestSnapshotFinished();
+  void becomeReady();
+
+  // Transport helpers; transportMutex_ held.
+  void seekLocked(GstClockTime position, double rate, bool accurate);
+  GstClockTime positionLocked() const;
+  void setStateLocked(GstState state);
+
+  std::optional<GstClockTime> queryPosition() const;
+  std::optional<GstClockTime> queryDuration() const;
+  bool isLocalFile() const;
+
+  const std::string url_;
+  const std::shared_ptr<TeardownWorker> teardown_;
+  const std::shared_ptr<SinkRelay> relay_ = std::make_shared<SinkRelay>();
+  const std::shared_ptr<AdaptiveDemuxer> demuxer_ = std::make_shared<AdaptiveDemuxer>();
+  const std::shared_ptr<SourceProgress> source_ = std::make_shared<SourceProgress>();
+  std::unique_ptr<GstId3Tap> id3Tap_;  // installed with the first metadata output
+  GstElement* pipeline_ = nullptr;
+  GstBus* bus_ = nullptr;
+  GSource* busWatch_ = nullptr;
+
+  // Outputs the item keeps alive while attached (the relay holds them too).
+  std::vector<std::shared_ptr<VideoOutput>> videoOutputs_;
+
+  mutable std::mutex transportMutex_;
+  bool attached_ = false;
+  bool prerolled_ = false;
+  bool live_ = false;
+  bool targetPlaying_ = false;
+  bool bufferingPaused_ = false;
+  bool buffering_ = false;
+  double desiredRate_ = 1.0;                 // the rate the next play() or seek uses
+  double segmentRate_ = 1.0;                 // the rate of the segment the pipeline plays
+  std::optional<GstClockTime> pendingSeek_;  // asked for before the pipeline prerolled
+  bool pendingSeekAccurate_ = true;
+  std::optional<GstClockTime> seekTarget_;  // a seek on its way; reported as the position
+  mutable GstClockTime lastPosition_ = 0;
+
+  mutable std::mutex stateMutex_;
+  std::condition_variable resolved_;
+  ItemStatus status_ = ItemStatus::Unknown;
+  std::string failureReason_;
+  bool failurePending_ = false;  // an error is being explained; later ones are ignored
+  std::vector<std::string> missingPlugins_;
+  std::weak_ptr<PlayerItemDelegate> delegate_;
+  std::vector<StreamEntry> streams_;
+  std::vector<std::string> selectedStreams_;
+  std::string imageOrientation_;
+  std::shared_ptr<HlsManifestSnapshot> manifest_;
+  // Loaded before the playlists were read: ready once they have been.
+  bool readyDeferred_ = false;
+};
+
+}  // namespace zent

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <gst/gst.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/gst/gst_legible_output.h"
+#include "platform/gst/gst_metadata_output.h"
+#include "platform/gst/gst_video_output.h"
+
+namespace zent {
+
+// The negotiated picture of an item's video sink.
+struct VideoGeometry {
+  int32_t width = 0;  // in decoded pixels
+  int32_t height = 0;
+  int32_t parN = 1;  // pixel aspect ratio
+  int32_t parD = 1;
+};
+
+// What an item's streaming threads feed: the attached outputs. The appsink
+// callbacks, pad probes and the ID3 tap hold shared references to the relay (not
+// to the item), so it stays valid until the pipeline is finalised on the teardown
+// thread, after the item itself is gone. Streaming threads only take the relay's
+// own small lock, never block, and hand caption and metadata deliveries to the
+// main queue.
+class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
+ public:
+  SinkRelay() = default;
+  ~SinkRelay();
+  SinkRelay(const SinkRelay&) = delete;
+  SinkRelay& operator=(const SinkRelay&) = delete;
+
+  // Installs the callbacks on the item's video and text appsinks.
+  void attachVideoSink(GstElement* appsink);
+  void attachTextSink(GstElement* appsink);
+
+  void addVideoOutput(std::shared_ptr<GstVideoOutput> output);
+  void removeVideoOutput(const std::shared_ptr<GstVideoOutput>& output);
+  void addLegibleOutput(std::shared_ptr<GstLegibleOutput> output);
+  void addMetadataOutput(std::shared_ptr<GstMetadataOutput> output);
+  void removeMetadataOutput(const std::shared_ptr<GstMetadataOutput>& output);
+  bool hasMetadataOutputs() const;
+  // Detaches every output (the item is going away); later deliveries are dropped.
+  void detachAll();
+
+  std::optional<VideoGeometry> videoGeometry() const;
+
+  // Streaming thread (the ID3 tap): queues one whole ID3 tag for the metadata
+  // outputs, in order, on the main queue.
+  void deliverId3Tag(std::vector<uint8_t> tag);
+
+ private:
+  void onVideoSample(GstSample* sample);
+  void onTextSample(GstSample* sample);
+  void postCaption(std::vector<std::string> lines);
+  void scheduleCaptionClear(GstElement* sink, GstSample* sample);
+  void cancelCaptionClearLocked();
+  void onCaptionFlush();
+
+  static GstFlowReturn videoPreroll(GstElement* sink, gpointer relay);
+  static GstFlowReturn videoSample(GstElement* sink, gpointer relay);
+  static GstFlowReturn textPreroll(GstElement* sink, gpointer relay);
+  static GstFlowReturn textSample(GstElement* sink, gpointer relay);
+
+  mutable std::mutex mutex_;
+  bool detached_ = false;
+  std::vector<std::shared_ptr<GstVideoOutput>> videoOutputs_;
+  std::vector<std::shared_ptr<GstLegibleOutput>> legibleOutputs_;
+  std::vector<std::shared_ptr<GstMetadataOutput>> metadataOutputs_;
+
+  // The frame last handed to the outputs (preroll and render see the same buffer;
+  // an output added later starts with it).
+  GstSample* lastSample_ = nullptr;
+  GstCaps* lastCaps_ = nullptr;
+  std::optional<VideoGeometry> geometry_;
+
+  // The caption on screen and the clock wait that clears it at its end.
+  const GstBuffer* lastTextBuffer_ = nullptr;
+  GstClockTime lastTextPts_ = GST_CLOCK_TIME_NONE;
+  bool captionShown_ = false;
+  GstClockID captionClear_ = nullptr;
+  uint64_t captionSerial_ = 0;
+};
+
+}  // namespace zent
