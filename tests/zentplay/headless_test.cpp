@@ -1,0 +1,185 @@
+// zentplay off-screen, end to end: the real library plays real media, and the
+// tests read what zentplay prints and the PNG snapshots it writes.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <regex>
+
+#include "support/http_server.h"
+#include "support/media_fixtures.h"
+#include "support/scoped_temp_dir.h"
+#include "support/subprocess.h"
+#include "zentplay_runs.h"
+
+namespace zent::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+const ChildProcess::EnvChanges kNoDisplay = {{"DISPLAY", std::nullopt},
+                                             {"WAYLAND_DISPLAY", std::nullopt}};
+
+// "player 0: seek 4000 -> 9000 ms" as {4000, 9000}.
+std::optional<std::pair<int, int>> seekPositions(const std::string& line) {
+  static const std::regex seek(R"(player 0: seek (-?\d+) -> (-?\d+) ms)");
+  std::smatch match;
+  if (!std::regex_search(line, match, seek)) return std::nullopt;
+  return std::make_pair(std::stoi(match[1]), std::stoi(match[2]));
+}
+
+TEST(ZentplayHeadless, SnapshotsShowTheClipsColoursTheRightWayUp) {
+  const std::string clip = mp4_two_row_bars();
+  ScopedTempDir out;
+  ChildProcess run(zentplayCommand({"--headless", "--frames", "40", "--snapshot-every", "20",
+                                    "--out", out.path(), clip}),
+                   kNoDisplay);
+  ASSERT_EQ(run.waitForExit(seconds(90)), 0) << run.transcript();
+  EXPECT_TRUE(run.printed("player 0: ready")) << run.transcript();
+  EXPECT_TRUE(run.printed("player 0: play")) << run.transcript();
+  EXPECT_TRUE(run.printed("zentplay: 40 frames rendered")) << run.transcript();
+  for (const char* name : {"frame_000020.png", "frame_000040.png"}) {
+    SCOPED_TRACE(name);
+    ASSERT_TRUE(fs::exists(out.file(name))) << run.transcript();
+    const RgbImage image = readPng(out.file(name));
+    ASSERT_EQ(image.width, kBarsWidth);
+    ASSERT_EQ(image.height, kBarsHeight);
+    expectTwoRowBars(image, PictureArea{}, name);
+  }
+  EXPECT_FALSE(fs::exists(out.file("frame_000060.png")));
+}
+
+TEST(ZentplayHeadless, TheViewersCommandsDriveThePlayer) {
+  const std::string stream = hls_multivariant();
+  HttpServer server;
+  ScopedTempDir out;
+  ChildProcess run(zentplayCommand({"--headless", "--snapshot-every", "5", "--out", out.path(),
+                                    server.url(stream + "/master.m3u8")}),
+                   kNoDisplay);
+  ASSERT_TRUE(run.waitForLineWith("player 0: ready", seconds(60))) << run.transcript();
+  ASSERT_TRUE(run.waitForLineWith("player 0: play", seconds(20))) << run.transcript();
+
+  run.send("pause");
+  ASSERT_TRUE(run.waitForLineWith("player 0: pause", seconds(10))) << run.transcript();
+  run.send("pause");  // the same key again resumes
+  ASSERT_TRUE(run.waitForLineWith("player 0: play", seconds(10))) << run.transcript();
+
+  run.send("audio");
+  EXPECT_TRUE(run.waitForLineWith("zentplay: audio 1: Commentary", seconds(10)))
+      << run.transcript();
+
+  run.send("captions");
+  ASSERT_TRUE(run.waitForLineWith("zentplay: captions on", seconds(10))) << run.transcript();
+  EXPECT_TRUE(run.waitForLine(
+      [](const std::string& line) {
+        return line == "player 0: caption: Second cue" || line == "player 0: caption: First cue";
+      },
+      seconds(15)))
+      << run.transcript();
+
+  // The first variant is the 426x240 one: the pictures drawn shrink to it.
+  run.send("variant");
+  ASSERT_TRUE(run.waitForLineWith("zentplay: variant 0 selected: 426x240", seconds(10)))
+      << run.transcript();
+  const auto small = run.waitForLine(
+      [](const std::string& line) {
+        return line.rfind("snapshot: ", 0) == 0 && line.find("(426x240)") != std::string::npos;
+      },
+      seconds(20));
+  ASSERT_TRUE(small) << run.transcript();
+  const std::string smallPath = small->substr(10, small->find(" (") - 10);
+  const RgbImage shrunk = readPng(smallPath);
+  EXPECT_EQ(shrunk.width, 426);
+  EXPECT_EQ(shrunk.height, 240);
+
+  run.send("seek-");
+  const auto back = run.waitForLineWith("player 0: seek ", seconds(10));
+  ASSERT_TRUE(back) << run.transcript();
+  ASSERT_TRUE(seekPositions(*back)) << *back;
+  EXPECT_EQ(seekPositions(*back)->second, std::max(0, seekPositions(*back)->first - 10000));
+
+  // Ten seconds on from near the start is the end of this 10 s stream.
+  run.send("seek+");
+  const auto ahead = run.waitForLineWith("player 0: seek ", seconds(10));
+  ASSERT_TRUE(ahead) << run.transcript();
+  ASSERT_TRUE(seekPositions(*ahead)) << *ahead;
+  EXPECT_GE(seekPositions(*ahead)->second, 9000) << *ahead;
+  EXPECT_TRUE(run.waitForLineWith("player 0: end of content", seconds(30))) << run.transcript();
+  EXPECT_EQ(run.waitForExit(seconds(30)), 0) << run.transcript();
+}
+
+TEST(ZentplayHeadless, QuitEndsPlaybackAtOnceWithStatusZero) {
+  const std::string clip = mp4_two_row_bars();
+  ChildProcess run(zentplayCommand({"--headless", clip}), kNoDisplay);
+  ASSERT_TRUE(run.waitForLineWith("player 0: play", seconds(60))) << run.transcript();
+  run.send("q");
+  EXPECT_EQ(run.waitForExit(seconds(20)), 0) << run.transcript();
+  EXPECT_FALSE(run.printed("end of content")) << run.transcript();
+}
+
+TEST(ZentplayHeadless, ExternalSubtitlesAreShownOnTheConsoleAsTheyChange) {
+  const std::string clip = mp4_two_row_bars();
+  ScopedTempDir dir;
+  const std::string srt = dir.write("subs.srt",
+                                    "1\r\n00:00:00,300 --> 00:00:01,200\r\nHello from SubRip\r\n"
+                                    "second line\r\n\r\n2\r\n00:00:02,000 --> 00:00:03,000\r\n"
+                                    "Goodbye\r\n");
+  ChildProcess run(zentplayCommand({"--headless", "--subtitles", srt, "--quit-at-end", clip}),
+                   kNoDisplay);
+  ASSERT_TRUE(run.waitForLineWith("zentplay: subtitles opened: " + srt, seconds(60)))
+      << run.transcript();
+  EXPECT_TRUE(run.waitForLineWith("subtitle: Hello from SubRip / second line", seconds(10)))
+      << run.transcript();
+  EXPECT_TRUE(run.waitForLineWith("subtitle cleared", seconds(10))) << run.transcript();
+  EXPECT_TRUE(run.waitForLineWith("subtitle: Goodbye", seconds(10))) << run.transcript();
+  EXPECT_TRUE(run.waitForLineWith("player 0: end of content", seconds(20))) << run.transcript();
+  EXPECT_EQ(run.waitForExit(seconds(20)), 0) << run.transcript();
+}
+
+TEST(ZentplayHeadless, AStartPositionIsSoughtBeforePlaybackStarts) {
+  const std::string clip = mp4_two_row_bars();
+  ChildProcess run(zentplayCommand({"--headless", "--start-ms", "2500", clip}), kNoDisplay);
+  ASSERT_TRUE(run.waitForLineWith("player 0: ready", seconds(60))) << run.transcript();
+  const auto seek = run.waitForLineWith("player 0: seek ", seconds(10));
+  ASSERT_TRUE(seek) << run.transcript();
+  EXPECT_EQ(seekPositions(*seek), std::make_pair(0, 2500)) << *seek;
+  EXPECT_TRUE(run.waitForLineWith("player 0: play", seconds(10))) << run.transcript();
+  // 1.5 s remain: the end comes long before the 4 s clip could have played.
+  EXPECT_TRUE(run.waitForLineWith("player 0: end of content", seconds(20))) << run.transcript();
+  EXPECT_EQ(run.waitForExit(seconds(20)), 0) << run.transcript();
+  // No status line shows a time before the start position.
+  for (const std::string& line : run.lines()) {
+    EXPECT_EQ(line.find("status: PLAY 00:00."), std::string::npos) << line;
+    EXPECT_EQ(line.find("status: PLAY 00:01."), std::string::npos) << line;
+  }
+}
+
+TEST(ZentplayHeadless, ContentThatNeverBecomesReadyEndsWithStatusThree) {
+  ScopedTempDir dir;
+  ChildProcess run(
+      zentplayCommand({"--headless", "--ready-timeout", "3", dir.file("no-such-clip.mp4")}),
+      kNoDisplay);
+  EXPECT_EQ(run.waitForExit(seconds(60)), 3) << run.transcript();
+  EXPECT_TRUE(run.printed("did not become ready within 3 s")) << run.transcript();
+  EXPECT_FALSE(run.printed("player 0: ready")) << run.transcript();
+}
+
+TEST(ZentplayHeadless, ALibraryThatCannotBeLoadedIsReportedWithStatusOne) {
+  ScopedTempDir dir;
+  const ProcessResult result = runProcess(
+      {ZENTPLAY_PATH, "--headless", "--library", dir.file("libnothing.so"), "x.mp4"}, seconds(30));
+  EXPECT_EQ(result.exitCode, 1) << result.describe();
+  EXPECT_NE(result.err.find("cannot load " + dir.file("libnothing.so")), std::string::npos)
+      << result.describe();
+}
+
+TEST(ZentplayHeadless, AWrongCommandLineShowsTheUsageWithStatusOne) {
+  const ProcessResult result =
+      runProcess({ZENTPLAY_PATH, "--frames", "none", "x.mp4"}, seconds(30));
+  EXPECT_EQ(result.exitCode, 1) << result.describe();
+  EXPECT_NE(result.err.find("--frames needs a whole number"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("usage: zentplay"), std::string::npos) << result.err;
+}
+
+}  // namespace
+}  // namespace zent::test

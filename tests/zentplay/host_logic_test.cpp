@@ -1,0 +1,227 @@
+// zentplay's own logic, without the library: the command line, the wording of
+// events, the viewer's commands, the picture fit and the PNG writer.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "actions.h"
+#include "images.h"
+#include "options.h"
+#include "player_events.h"
+#include "png_file.h"
+#include "support/scoped_temp_dir.h"
+#include "video_canvas.h"
+#include "zentplayer.h"
+
+namespace zentplay {
+namespace {
+
+ParsedCommandLine parse(std::vector<std::string> args) {
+  return parseCommandLine(args);
+}
+
+TEST(CommandLine, ReadsEveryOptionAndTheTarget) {
+  const auto parsed = parse({"--library",  "/x/libzentplayer.so",
+                             "--headless", "--frames",
+                             "90",         "--snapshot-every",
+                             "30",         "--out",
+                             "shots",      "--mime",
+                             "dash",       "--start-ms",
+                             "4000",       "--log-level",
+                             "3",          "--subtitles",
+                             "a.srt",      "--quit-at-end",
+                             "--captions", "--ready-timeout",
+                             "5",          "http://127.0.0.1:8080/x"});
+  ASSERT_EQ(parsed.error, "");
+  const Options& o = parsed.options;
+  EXPECT_EQ(o.library, "/x/libzentplayer.so");
+  EXPECT_TRUE(o.headless);
+  EXPECT_EQ(o.frames, 90);
+  EXPECT_EQ(o.snapshotEvery, 30);
+  EXPECT_EQ(o.outDir, "shots");
+  EXPECT_EQ(o.mime, ZENTPLAYER_MIME_DASH);
+  EXPECT_EQ(o.startMs, 4000);
+  EXPECT_EQ(o.logLevel, 3);
+  EXPECT_EQ(o.subtitles, "a.srt");
+  EXPECT_TRUE(o.quitAtEnd);
+  EXPECT_TRUE(o.captions);
+  EXPECT_EQ(o.readyTimeoutSeconds, 5);
+  EXPECT_EQ(o.target, "http://127.0.0.1:8080/x");
+}
+
+TEST(CommandLine, DefaultsLeaveTheTypeToBeGuessedAndNoFrameLimit) {
+  const auto parsed = parse({"clip.mp4"});
+  ASSERT_EQ(parsed.error, "");
+  EXPECT_EQ(parsed.options.mime, -1);
+  EXPECT_EQ(parsed.options.frames, 0);
+  EXPECT_EQ(parsed.options.snapshotEvery, 0);
+  EXPECT_FALSE(parsed.options.startMs.has_value());
+  EXPECT_FALSE(parsed.options.headless);
+}
+
+TEST(CommandLine, AnOutputDirectoryAloneSnapshotsEveryThirtyFrames) {
+  EXPECT_EQ(parse({"--out", "d", "x.mp4"}).options.snapshotEvery, 30);
+}
+
+TEST(CommandLine, RejectsWhatCannotBeMeant) {
+  const std::vector<std::vector<std::string>> wrong = {
+      {},
+      {"--frames", "0", "x.mp4"},
+      {"--frames", "12x", "x.mp4"},
+      {"--frames"},
+      {"--snapshot-every", "5", "x.mp4"},  // no --out
+      {"--mime", "mp4", "x.mp4"},
+      {"--log-level", "5", "x.mp4"},
+      {"--start-ms", "-1", "x.mp4"},
+      {"--bogus", "x.mp4"},
+      {"a.mp4", "b.mp4"},
+  };
+  for (const auto& args : wrong) {
+    std::string joined;
+    for (const auto& a : args) joined += a + " ";
+    EXPECT_NE(parse(args).error, "") << joined;
+  }
+  EXPECT_TRUE(parse({"--help"}).showHelp);
+}
+
+TEST(CommandLine, TellsUrlsFromPathsAndGuessesTheirType) {
+  EXPECT_TRUE(looksLikeUrl("http://host/a.m3u8"));
+  EXPECT_TRUE(looksLikeUrl("file:///tmp/a.mp4"));
+  EXPECT_FALSE(looksLikeUrl("/tmp/a.mp4"));
+  EXPECT_FALSE(looksLikeUrl("dir/with://odd/name.mp4"));
+  EXPECT_FALSE(looksLikeUrl("://nothing"));
+  EXPECT_EQ(guessMime("http://h/live/master.M3U8?token=1"), ZENTPLAYER_MIME_HLS);
+  EXPECT_EQ(guessMime("https://h/manifest.mpd#t=3"), ZENTPLAYER_MIME_DASH);
+  EXPECT_EQ(guessMime("https://h/movie.mp4"), ZENTPLAYER_MIME_NONE);
+  EXPECT_EQ(guessMime("https://h/movie.mp4?x=.m3u8"), ZENTPLAYER_MIME_NONE);
+}
+
+PlayerEvent event(int32_t type, int32_t p1 = 0, int32_t p2 = 0, std::string text = "",
+                  bool isError = false) {
+  return PlayerEvent{isError, 0, type, p1, p2, 0, 1, std::move(text)};
+}
+
+TEST(EventWords, EachEventIsNamedInWords) {
+  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_PLAYBACK_READY, 2)), "player 0: ready");
+  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_PLAYBACK_PLAY)), "player 0: play");
+  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_PLAYBACK_PAUSE)), "player 0: pause");
+  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_PLAYBACK_STOP)), "player 0: stop");
+  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_PLAYBACK_SEEK, 4000, 9000)),
+            "player 0: seek 4000 -> 9000 ms");
+  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_NETWORK_CONNECTED)),
+            "player 0: network connected");
+  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_END_OF_CONTENT)), "player 0: end of content");
+  EXPECT_EQ(describeEvent(event(42, 1, 2, "odd")), "player 0: event 42 (1, 2): odd");
+}
+
+TEST(EventWords, ErrorElevenIsNetworkLossAndEventElevenACaption) {
+  EXPECT_EQ(describeEvent(event(ZENTPLAYER_ERROR_NETWORK_FAILED, 0, 0, "", true)),
+            "player 0: network lost");
+  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_CAPTION_TEXT, 5, 10000, "Hello")),
+            "player 0: caption: Hello");
+  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_CAPTION_TEXT, 0, 10000, "")),
+            "player 0: caption cleared");
+}
+
+TEST(EventWords, CaptionLinesAreJoinedOnOneConsoleLine) {
+  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_CAPTION_TEXT, 0, 0, "Third cue\r\nsecond line\n")),
+            "player 0: caption: Third cue / second line");
+}
+
+TEST(EventQueue, TheListenerCopiesTextThatDiesAfterTheCall) {
+  listenerQueue().drain();
+  std::string text = "caption text";
+  queueingListener(false, 3, ZENTPLAYER_EVENT_CAPTION_TEXT, 12, 10000, 0, 1, text.c_str());
+  text.assign(text.size(), 'x');  // the library's buffer is reused after the call
+  queueingListener(true, 3, ZENTPLAYER_ERROR_NETWORK_FAILED, 0, 0, 0, 1, nullptr);
+  auto events = listenerQueue().drain();
+  ASSERT_EQ(events.size(), 2u);
+  EXPECT_EQ(events[0].text, "caption text");
+  EXPECT_EQ(events[0].player, 3);
+  EXPECT_EQ(events[0].param1, 12);
+  EXPECT_TRUE(events[1].isError);
+  EXPECT_EQ(events[1].text, "");
+  EXPECT_TRUE(listenerQueue().drain().empty());
+}
+
+TEST(EventQueue, EventsFromManyThreadsAllArriveInEachThreadsOrder) {
+  listenerQueue().drain();
+  constexpr int kThreads = 4;
+  constexpr int kEach = 500;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t] {
+      for (int i = 0; i < kEach; ++i) queueingListener(false, t, 6, i, 0, 0, 1, "");
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  std::vector<int> next(kThreads, 0);
+  auto events = listenerQueue().drain();
+  ASSERT_EQ(events.size(), static_cast<size_t>(kThreads * kEach));
+  for (const auto& e : events) EXPECT_EQ(e.param1, next[e.player]++);
+}
+
+TEST(Commands, WordsAndKeysMapToActions) {
+  EXPECT_EQ(parseCommand("pause"), Action::TogglePause);
+  EXPECT_EQ(parseCommand(" "), Action::TogglePause);
+  EXPECT_EQ(parseCommand("seek+"), Action::SeekForward);
+  EXPECT_EQ(parseCommand("-"), Action::SeekBack);
+  EXPECT_EQ(parseCommand("  a \r"), Action::NextAudio);
+  EXPECT_EQ(parseCommand("captions"), Action::ToggleCaptions);
+  EXPECT_EQ(parseCommand("v"), Action::NextVariant);
+  EXPECT_EQ(parseCommand("quit"), Action::Quit);
+  EXPECT_EQ(parseCommand(""), std::nullopt);
+  EXPECT_EQ(parseCommand("rewind"), std::nullopt);
+}
+
+TEST(PictureFit, KeepsTheVideosShapeAndCentresIt) {
+  auto same = [](PixelRect a, PixelRect b) {
+    return a.x == b.x && a.y == b.y && a.width == b.width && a.height == b.height;
+  };
+  EXPECT_TRUE(same(fitRect(1280, 720, 1280, 720), {0, 0, 1280, 720}));
+  EXPECT_TRUE(same(fitRect(1920, 1080, 1280, 720), {0, 0, 1280, 720}));
+  // Wider window: bars left and right.
+  EXPECT_TRUE(same(fitRect(1280, 720, 1600, 720), {160, 0, 1280, 720}));
+  // Taller window: bars above and below.
+  EXPECT_TRUE(same(fitRect(1280, 720, 1280, 1000), {0, 140, 1280, 720}));
+  // A portrait video in a landscape window.
+  EXPECT_TRUE(same(fitRect(360, 640, 1280, 720), {437, 0, 405, 720}));
+  EXPECT_TRUE(same(fitRect(0, 720, 1280, 720), {}));
+  EXPECT_TRUE(same(fitRect(1280, 720, 0, 0), {}));
+}
+
+TEST(Snapshots, APngKeepsEveryPixelTopRowFirst) {
+  zent::test::ScopedTempDir dir;
+  constexpr int kWidth = 7;
+  constexpr int kHeight = 3;
+  std::vector<uint8_t> rgba(kWidth * kHeight * 4);
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      uint8_t* p = &rgba[(y * kWidth + x) * 4];
+      p[0] = static_cast<uint8_t>(x * 30);
+      p[1] = static_cast<uint8_t>(y * 100);
+      p[2] = static_cast<uint8_t>(255 - x);
+      p[3] = 255;
+    }
+  }
+  std::string error;
+  const std::string path = dir.file("frame.png");
+  ASSERT_TRUE(writePngRgba(path, kWidth, kHeight, rgba, error)) << error;
+  const auto image = zent::test::readPng(path);
+  ASSERT_EQ(image.width, kWidth);
+  ASSERT_EQ(image.height, kHeight);
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      const auto rgb = image.at(x, y);
+      EXPECT_EQ(rgb[0], x * 30);
+      EXPECT_EQ(rgb[1], y * 100);
+      EXPECT_EQ(rgb[2], 255 - x);
+    }
+  }
+  EXPECT_FALSE(writePngRgba(dir.file("missing/dir/x.png"), kWidth, kHeight, rgba, error));
+  EXPECT_NE(error, "");
+  EXPECT_FALSE(writePngRgba(dir.file("short.png"), kWidth, kHeight + 1, rgba, error));
+}
+
+}  // namespace
+}  // namespace zentplay
