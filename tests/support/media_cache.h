@@ -1,0 +1,46 @@
+// The on-disk cache of generated test media, shared by every test binary of a
+// build tree (and by test processes running side by side).
+#ifndef ZENT_TESTS_SUPPORT_MEDIA_CACHE_H
+#define ZENT_TESTS_SUPPORT_MEDIA_CACHE_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace zent::test {
+
+// Where generated media live: $ZENT_TEST_MEDIA_DIR when set, else
+// <build tree>/test-media, else <temp dir>/zent-test-media-<uid> when the build
+// tree is not writable. Created on first use.
+const std::string& mediaCacheDir();
+
+// Writes one item at `partialPath`: a file, or a directory it creates itself.
+using MediaMaker = std::function<void(const std::string& partialPath)>;
+
+// Returns mediaCacheDir()/<key>, making it first when it is absent. `key` names
+// the item and its recipe version and carries the item's extension, e.g.
+// "mp4_720p-v1.mp4" or "hls_vod-v1" (a directory); bump the version when the
+// recipe changes. While making, an exclusive flock on <cache>/.locks/<key>.lock
+// keeps other threads and processes waiting, so the item is made once. `make`
+// writes under <cache>/.partial/ and the result is renamed into place, so no
+// reader ever sees half an item. If `make` throws, nothing is left behind and
+// the exception propagates (a later call tries again).
+std::string cachedMedia(const std::string& key, const MediaMaker& make);
+
+// Runs ffmpeg (with -hide_banner -nostdin -loglevel error -y before `args`).
+// Throws std::runtime_error with ffmpeg's stderr when it fails.
+void runFfmpeg(const std::vector<std::string>& args);
+
+// Runs ffprobe (with -v error before `args`) and returns its stdout. Throws on
+// failure.
+std::string runFfprobe(const std::vector<std::string>& args);
+
+// One value from ffprobe: `entries` as for -show_entries (e.g. "format=duration"
+// or "stream=width"), `stream` as for -select_streams (e.g. "v:0", or "" for
+// none). Returns the first value printed, trimmed; "" when there is none.
+std::string probeValue(const std::string& path, const std::string& entries,
+                       const std::string& stream = "");
+
+}  // namespace zent::test
+
+#endif

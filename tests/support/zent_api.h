@@ -1,0 +1,132 @@
+// The host API of libzentplayer.so, loaded the way a game engine loads it:
+// dlopen(RTLD_NOW | RTLD_LOCAL) and dlsym for every export of
+// include/zentplayer.h. Black-box tests call the library only through this.
+//
+//   TEST_F(ZentApiTest, ...) { api().NativeInit(eventRecorderListener); ... }
+// or
+//   ZENT_REQUIRE_API(api);   // const ZentApi* api, fails the test when absent
+//   api->NativeInit(eventRecorderListener);
+#ifndef ZENT_TESTS_SUPPORT_ZENT_API_H
+#define ZENT_TESTS_SUPPORT_ZENT_API_H
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "zentplayer.h"
+
+namespace zent::test {
+
+// Every exported function of include/zentplayer.h, X(name).
+#define ZENT_API_FUNCTIONS(X)           \
+  X(NativeInit)                         \
+  X(NativeAddStream)                    \
+  X(NativeGetTotalStreams)              \
+  X(NativeClose)                        \
+  X(NativeShutdown)                     \
+  X(NativeRemoveVideoContent)           \
+  X(NativeRemoveStream)                 \
+  X(NativeOpenLocalContent)             \
+  X(NativeOpenURI)                      \
+  X(NativeSetAdditionalHttpHeader)      \
+  X(NativeSetLowLatency)                \
+  X(NativeStartPlayBack)                \
+  X(NativeSeek)                         \
+  X(NativePause)                        \
+  X(NativeResume)                       \
+  X(NativeStop)                         \
+  X(NativeSetMute)                      \
+  X(NativeSetVolume)                    \
+  X(NativeSetPlaybackSpeed)             \
+  X(NativeGetPlaybackSpeed)             \
+  X(NativeGetPlayerState)               \
+  X(NativeGetTotalTime)                 \
+  X(NativeGetCurrentTime)               \
+  X(NativeGetProgramDateTimeEpoch)      \
+  X(NativeGetVideoHeight)               \
+  X(NativeGetVideoWidth)                \
+  X(NativeGetMilisecondsEndBuffered)    \
+  X(NativeGetTrackCount)                \
+  X(NativeGetTrackID)                   \
+  X(NativeGetTrackBitrate)              \
+  X(NativeGetTrackWidth)                \
+  X(NativeGetTrackHeight)               \
+  X(NativeGetTrackFrameRate)            \
+  X(NativeSelectTrack)                  \
+  X(NativeSetMaxBitrate)                \
+  X(NativeSetMinBitrate)                \
+  X(NativeGetTrackRotation)             \
+  X(NativeGetAudioStreamCount)          \
+  X(NativeGetAudioStreamName)           \
+  X(NativeGetAudioStreamLanguage)       \
+  X(NativeSetAudioStream)               \
+  X(NativeEnableCaptions)               \
+  X(NativeGetCaptionStreamCount)        \
+  X(NativeGetCaptionStreamName)         \
+  X(NativeGetCaptionStreamLanguage)     \
+  X(NativeSetCaptionStream)             \
+  X(NativeGetCaptionEncodingType)       \
+  X(NativeOpenExternalSubtitles)        \
+  X(NativeUpdateSubtitle)               \
+  X(GetTimedMetadata)                   \
+  X(GetExtraMetadataInfo)               \
+  X(NativeSetTimedMetadta_CustomTags)   \
+  X(NativeGetTimedMetadta_EncodingType) \
+  X(NativeGetTimedMetadta_DataByte)     \
+  X(NativeGetID3Field)                  \
+  X(NativeGetTexture)                   \
+  X(NativeCleanVideoTexture)            \
+  X(NativeSetLogSystemLevel)            \
+  X(NativeSetLogSystemTimestamp)        \
+  X(NativeSetLogSystemPlatform)         \
+  X(NativeSetLogCallback)               \
+  X(NativeGetVersion)                   \
+  /* end */
+
+// One pointer per export, named and typed as in include/zentplayer.h.
+struct ZentApi {
+#define ZENT_API_DECLARE_POINTER(name) decltype(&::name) name = nullptr;
+  ZENT_API_FUNCTIONS(ZENT_API_DECLARE_POINTER)
+#undef ZENT_API_DECLARE_POINTER
+  const double* ZentPlayeriOSVersionNumber = nullptr;
+  const unsigned char* ZentPlayeriOSVersionString = nullptr;
+
+  void* handle = nullptr;  // from dlopen; never closed
+};
+
+// The names of every function and data export the loader resolves.
+const std::vector<std::string>& zentApiSymbolNames();
+
+// Opens the library at `path` and resolves every export. On failure returns
+// nullopt and, when `error` is given, says why: dlopen's message, or the full
+// list of missing symbols.
+std::optional<ZentApi> loadZentApi(const std::string& path, std::string* error = nullptr);
+
+// The library this build made (ZENT_LIBRARY_PATH), loaded once per process.
+// nullptr when it cannot be loaded; zentApiError() says why.
+const ZentApi* zentApi();
+const std::string& zentApiError();
+
+// A test fixture whose SetUp fails the test (with the reason) unless the
+// library loads with every export.
+class ZentApiTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  const ZentApi& api() const { return *api_; }
+
+ private:
+  const ZentApi* api_ = nullptr;
+};
+
+}  // namespace zent::test
+
+// Declares `const zent::test::ZentApi* var` and fails the current test (a
+// fatal ASSERT, so use it in a void function or test body) when the library
+// cannot be loaded.
+#define ZENT_REQUIRE_API(var)                                 \
+  const ::zent::test::ZentApi* var = ::zent::test::zentApi(); \
+  ASSERT_NE(var, nullptr) << ::zent::test::zentApiError()
+
+#endif
