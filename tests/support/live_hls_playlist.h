@@ -1,0 +1,98 @@
+// A live HLS stream made from pre-encoded segments: a sliding-window media
+// playlist (no EXT-X-ENDLIST, EXT-X-MEDIA-SEQUENCE advancing) rewritten
+// atomically in a directory that an HttpServer serves.
+//
+//   HttpServer server;                        // serves the media cache
+//   LiveHlsPlaylist live(hls_live_segments());
+//   live.start();                             // one new segment per second
+//   player.open(server.url(live.playlistPath()));
+//
+// Segment k of the stream (k = 0, 1, 2, ...) is published as "s<k>.ts", a hard
+// link to source segment k mod N, so every URI is unique and stays valid for
+// the life of the object. When the source runs out it starts over, with
+// EXT-X-DISCONTINUITY before the repeat and EXT-X-DISCONTINUITY-SEQUENCE kept.
+// The clock advances in real time (live streams do); tests that need control
+// construct it with autoAdvance = false and call advance() themselves.
+#ifndef ZENT_TESTS_SUPPORT_LIVE_HLS_PLAYLIST_H
+#define ZENT_TESTS_SUPPORT_LIVE_HLS_PLAYLIST_H
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/hls_text.h"
+
+namespace zent::test {
+
+struct LiveHlsOptions {
+  int windowSegments = 6;   // segments listed in each playlist
+  bool autoAdvance = true;  // start() runs a clock thread
+  std::string playlistName = "live.m3u8";
+  // When set, every segment carries EXT-X-PROGRAM-DATE-TIME: this value (ms
+  // since 1970, UTC) for segment 0, plus the durations before it.
+  std::optional<int64_t> programDateTimeStartMs;
+};
+
+class LiveHlsPlaylist {
+ public:
+  // `segmentsDir` holds the source segments and a VOD "index.m3u8" listing them
+  // with their durations (hls_live_segments() makes one). The stream is
+  // published in `servedDir`, created when missing; when empty, in a fresh
+  // directory under the media cache, removed again by the destructor.
+  explicit LiveHlsPlaylist(std::string segmentsDir, std::string servedDir = "",
+                           LiveHlsOptions options = {});
+  ~LiveHlsPlaylist();  // stops
+  LiveHlsPlaylist(const LiveHlsPlaylist&) = delete;
+  LiveHlsPlaylist& operator=(const LiveHlsPlaylist&) = delete;
+
+  // Publishes the first window (segments 0 .. window-1) and, with autoAdvance,
+  // starts the clock: one more segment every segment duration.
+  void start();
+  // Stops the clock (joins its thread). The playlist stays as it is.
+  void stop();
+  // Publishes the next segment now and drops the oldest from the window.
+  void advance();
+  // Stops the clock and appends EXT-X-ENDLIST: the live stream has ended.
+  void endStream();
+
+  // The playlist file (absolute path) and the directory it is in.
+  std::string playlistPath() const;
+  const std::string& servedDir() const { return servedDir_; }
+
+  int64_t mediaSequence() const;     // EXT-X-MEDIA-SEQUENCE now (first listed segment)
+  int64_t lastSegment() const;       // number of the newest listed segment, -1 before start()
+  double targetDuration() const;     // EXT-X-TARGETDURATION
+  double segmentDuration() const;    // duration of source segment 0
+  std::string playlistText() const;  // the playlist as last written
+
+  // Waits until EXT-X-MEDIA-SEQUENCE reaches `sequence`; false on timeout.
+  bool waitForMediaSequence(int64_t sequence, std::chrono::milliseconds timeout) const;
+
+ private:
+  void publishLocked();
+  void clockLoop();
+
+  std::string segmentsDir_;
+  std::string servedDir_;
+  bool ownsServedDir_ = false;
+  LiveHlsOptions options_;
+  std::vector<HlsSegment> source_;
+  int targetDuration_ = 1;
+
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  int64_t last_ = -1;
+  bool ended_ = false;
+  bool stopping_ = false;
+  std::string text_;
+  std::thread clock_;
+};
+
+}  // namespace zent::test
+
+#endif

@@ -1,0 +1,186 @@
+// Progressive files, the colour-bar pattern, DASH and the garbage file. The
+// HLS presentations are in hls_fixtures.cpp.
+#include "support/media_fixtures.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include "support/file_util.h"
+#include "support/media_recipes.h"
+
+namespace fs = std::filesystem;
+
+namespace zent::test {
+
+// ---- Progressive files -------------------------------------------------
+
+std::string mp4_720p() {
+  return cachedMedia("mp4_720p-v1.mp4", [](const std::string& out) {
+    runFfmpeg(Args{} + testPattern(1280, 720, 10) + sineTone(440, 10) + Args{"-t", "10"} +
+              h264Video() + Args{"-crf", "23"} + aacAudio("128k") +
+              Args{"-movflags", "+faststart", out});
+  });
+}
+
+std::string mp4_rotated() {
+  return cachedMedia("mp4_rotated-v3.mp4", [](const std::string& out) {
+    const std::string plain = out + ".unrotated.mp4";
+    runFfmpeg(Args{} + testPattern(640, 360, 4) + Args{"-t", "4"} + h264Video() +
+              Args{"-crf", "23", plain});
+    // ffmpeg 5.1 turns the "rotate" tag into a display matrix only when
+    // remuxing. "270" (counter-clockwise) stores the matrix that turns the
+    // picture 90 degrees clockwise, as a phone held upright records it.
+    try {
+      runFfmpeg({"-i", plain, "-map", "0", "-c", "copy", "-metadata:s:v:0", "rotate=270",
+                 "-movflags", "+faststart", out});
+    } catch (...) {
+      fs::remove(plain);
+      throw;
+    }
+    fs::remove(plain);
+  });
+}
+
+std::string mp4_1080p() {
+  return cachedMedia("mp4_1080p-v1.mp4", [](const std::string& out) {
+    runFfmpeg(Args{} + testPattern(1920, 1080, 10) + sineTone(440, 10) + Args{"-t", "10"} +
+              h264Video() + Args{"-b:v", "6M", "-maxrate", "6M", "-bufsize", "12M"} +
+              aacAudio("128k") + Args{"-movflags", "+faststart", out});
+  });
+}
+
+std::string mp4_1080p_long() {
+  const std::string clip = mp4_1080p();
+  return cachedMedia("mp4_1080p_long-v2.mp4", [&clip](const std::string& out) {
+    // Six copies of the 10 s clip joined without re-encoding: a minute of
+    // 1080p costs a remux instead of a 20 s encode.
+    const std::string list = out + ".list.txt";
+    std::string entries;
+    for (int i = 0; i < 6; ++i) entries += "file '" + clip + "'\n";
+    writeFile(list, entries);
+    try {
+      runFfmpeg(
+          {"-f", "concat", "-safe", "0", "-i", list, "-c", "copy", "-movflags", "+faststart", out});
+    } catch (...) {
+      fs::remove(list);
+      throw;
+    }
+    fs::remove(list);
+  });
+}
+
+// ---- Colour bars -------------------------------------------------------
+
+const std::array<PatternBand, 8>& patternBands() {
+  // Y'CbCr from R'G'B' with the BT.709 matrix, scaled to limited range
+  // (Y 16..235, Cb/Cr 16..240) and rounded to the nearest code.
+  static const std::array<PatternBand, 8> bands = {{
+      {"white", 0, 160, 255, 255, 255, 235, 128, 128},
+      {"yellow", 160, 320, 255, 255, 0, 219, 16, 138},
+      {"cyan", 320, 480, 0, 255, 255, 188, 154, 16},
+      {"green", 480, 640, 0, 255, 0, 173, 42, 26},
+      {"magenta", 640, 800, 255, 0, 255, 78, 214, 230},
+      {"red", 800, 960, 255, 0, 0, 63, 102, 240},
+      {"blue", 960, 1120, 0, 0, 255, 32, 240, 118},
+      {"black", 1120, 1280, 0, 0, 0, 16, 128, 128},
+  }};
+  return bands;
+}
+
+const PatternBand& patternBandAt(int x) {
+  const auto& bands = patternBands();
+  int index =
+      std::clamp(x, 0, kPatternWidth - 1) / (kPatternWidth / static_cast<int>(bands.size()));
+  return bands[static_cast<size_t>(index)];
+}
+
+std::vector<uint8_t> patternFrame(PixelLayout layout) {
+  constexpr size_t kW = kPatternWidth;
+  constexpr size_t kH = kPatternHeight;
+  std::vector<uint8_t> frame(kW * kH * 3 / 2);
+  uint8_t* luma = frame.data();
+  uint8_t* chroma = luma + kW * kH;
+  for (size_t x = 0; x < kW; ++x) luma[x] = patternBandAt(static_cast<int>(x)).y;
+  for (size_t row = 1; row < kH; ++row) std::copy_n(luma, kW, luma + row * kW);
+
+  // Bands are 160 pixels wide, so no 2x2 chroma block straddles two bands.
+  const size_t cw = kW / 2;
+  const size_t ch = kH / 2;
+  if (layout == PixelLayout::I420) {
+    uint8_t* u = chroma;
+    uint8_t* v = chroma + cw * ch;
+    for (size_t row = 0; row < ch; ++row) {
+      for (size_t x = 0; x < cw; ++x) {
+        const PatternBand& band = patternBandAt(static_cast<int>(x * 2));
+        u[row * cw + x] = band.u;
+        v[row * cw + x] = band.v;
+      }
+    }
+  } else {
+    for (size_t row = 0; row < ch; ++row) {
+      for (size_t x = 0; x < cw; ++x) {
+        const PatternBand& band = patternBandAt(static_cast<int>(x * 2));
+        chroma[row * kW + 2 * x] = band.u;
+        chroma[row * kW + 2 * x + 1] = band.v;
+      }
+    }
+  }
+  return frame;
+}
+
+std::string mp4_pattern() {
+  return cachedMedia("mp4_pattern-v1.mp4", [](const std::string& out) {
+    // The raw frame goes straight to the encoder, so no RGB-to-YUV step of
+    // ffmpeg's own (with its matrix and rounding) stands between the codes
+    // above and the stream. Flat 16x16-aligned blocks at CRF 18 decode exactly.
+    const std::string raw = out + ".frame.yuv";
+    std::vector<uint8_t> frame = patternFrame(PixelLayout::I420);
+    writeFile(raw, std::string_view(reinterpret_cast<const char*>(frame.data()), frame.size()));
+    try {
+      runFfmpeg(Args{"-f", "rawvideo", "-pix_fmt", "yuv420p", "-s", "1280x720", "-r", "30",
+                     "-stream_loop", "-1", "-i", raw, "-t", "5"} +
+                h264Video() +
+                Args{"-crf", "18", "-colorspace", "bt709", "-color_primaries", "bt709",
+                     "-color_trc", "bt709", "-color_range", "tv", "-movflags", "+faststart", out});
+    } catch (...) {
+      fs::remove(raw);
+      throw;
+    }
+    fs::remove(raw);
+  });
+}
+
+// ---- DASH --------------------------------------------------------------
+
+std::string dash_vod() {
+  return cachedMedia("dash_vod-v1", [](const std::string& out) {
+    fs::create_directories(out);
+    runFfmpeg(Args{} + testPattern(1280, 720, 10) + sineTone(440, 10) + Args{"-t", "10"} +
+              Args{"-filter_complex", kThreeRungSplitSameShape, "-map", "[v0]", "-map", "[v1]",
+                   "-map", "[v2]", "-map", "1:a"} +
+              h264Video() + Args{"-profile:v", "baseline"} + threeRungRates() + aacAudio("64k") +
+              Args{"-metadata:s:a:0", "language=en", "-f", "dash", "-seg_duration", "2",
+                   "-use_template", "1", "-use_timeline", "0", "-adaptation_sets",
+                   "id=0,streams=v id=1,streams=a", "-init_seg_name", "init-$RepresentationID$.m4s",
+                   "-media_seg_name", "chunk-$RepresentationID$-$Number%05d$.m4s",
+                   out + "/manifest.mpd"});
+  });
+}
+
+// ---- Garbage -----------------------------------------------------------
+
+std::string garbage_file() {
+  return cachedMedia("garbage-v1.mp4", [](const std::string& out) {
+    std::string bytes = "This is not a media file.\n";
+    uint32_t state = 12345;  // a fixed seed: the same bytes every time
+    while (bytes.size() < 64 * 1024) {
+      state = state * 1103515245u + 12345u;
+      bytes.push_back(static_cast<char>((state >> 16) & 0xff));
+    }
+    writeFile(out, bytes);
+  });
+}
+
+}  // namespace zent::test
