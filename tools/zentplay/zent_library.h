@@ -15,6 +15,7 @@ namespace zentplay {
   X(NativeInit)                       \
   X(NativeShutdown)                   \
   X(NativeAddStream)                  \
+  X(NativeRemoveStream)               \
   X(NativeGetTotalStreams)            \
   X(NativeOpenLocalContent)           \
   X(NativeOpenURI)                    \
