@@ -171,6 +171,12 @@ std::optional<int> ChildProcess::waitForExit(std::chrono::milliseconds timeout) 
   return exitStatus_;
 }
 
+void ChildProcess::terminate(std::chrono::milliseconds grace) {
+  if (exited_ || pid_ <= 0) return;
+  kill(pid_, SIGTERM);
+  waitForExit(grace);
+}
+
 bool ChildProcess::printed(const std::string& text) const {
   for (const auto& line : lines_) {
     if (line.find(text) != std::string::npos) return true;

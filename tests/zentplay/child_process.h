@@ -41,6 +41,10 @@ class ChildProcess {
   // was killed by a signal.
   std::optional<int> waitForExit(std::chrono::milliseconds timeout);
 
+  // Asks the program to end (SIGTERM), and kills it when it has not ended
+  // within `grace`.
+  void terminate(std::chrono::milliseconds grace);
+
   // Every line printed so far.
   const std::vector<std::string>& lines() const { return lines_; }
   bool printed(const std::string& text) const;
