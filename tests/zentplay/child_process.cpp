@@ -171,10 +171,10 @@ std::optional<int> ChildProcess::waitForExit(std::chrono::milliseconds timeout) 
   return exitStatus_;
 }
 
-void ChildProcess::terminate(std::chrono::milliseconds grace) {
-  if (exited_ || pid_ <= 0) return;
+std::optional<int> ChildProcess::terminate(std::chrono::milliseconds grace) {
+  if (exited_ || pid_ <= 0) return exitStatus_;
   kill(pid_, SIGTERM);
-  waitForExit(grace);
+  return waitForExit(grace);
 }
 
 bool ChildProcess::printed(const std::string& text) const {

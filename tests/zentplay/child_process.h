@@ -42,8 +42,8 @@ class ChildProcess {
   std::optional<int> waitForExit(std::chrono::milliseconds timeout);
 
   // Asks the program to end (SIGTERM), and kills it when it has not ended
-  // within `grace`.
-  void terminate(std::chrono::milliseconds grace);
+  // within `grace`. Its exit status, as waitForExit gives it.
+  std::optional<int> terminate(std::chrono::milliseconds grace);
 
   // Every line printed so far.
   const std::vector<std::string>& lines() const { return lines_; }

@@ -117,6 +117,16 @@ TEST(ZentplayHeadless, QuitEndsPlaybackAtOnceWithStatusZero) {
   EXPECT_FALSE(run.printed("end of content")) << run.transcript();
 }
 
+TEST(ZentplayHeadless, ATerminationSignalStillShutsTheLibraryDown) {
+  const std::string clip = mp4_two_row_bars();
+  ChildProcess run(zentplayCommand({"--headless", "--log-level", "0", clip}), kNoDisplay);
+  ASSERT_TRUE(run.waitForLineWith("player 0: play", seconds(60))) << run.transcript();
+  EXPECT_EQ(run.terminate(seconds(20)), 0) << run.transcript();
+  // The library's own trace of the release that NativeShutdown performs.
+  EXPECT_TRUE(run.printed("PlayerIndex: 0 | Release")) << run.transcript();
+  EXPECT_TRUE(run.printed("zentplay: done")) << run.transcript();
+}
+
 TEST(ZentplayHeadless, ExternalSubtitlesAreShownOnTheConsoleAsTheyChange) {
   const std::string clip = mp4_two_row_bars();
   ScopedTempDir dir;

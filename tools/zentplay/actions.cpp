@@ -3,6 +3,9 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <csignal>
+
 #include "console.h"
 
 namespace zentplay {
@@ -10,12 +13,30 @@ namespace {
 
 // A process in the background of an interactive shell is stopped (SIGTTIN)
 // when it reads the terminal; only read it while in the foreground.
+std::atomic<bool> gInterrupted{false};
+
+extern "C" void onInterrupt(int) {
+  gInterrupted.store(true);
+}
+
 bool mayReadTerminal() {
   if (!isatty(STDIN_FILENO)) return true;
   return tcgetpgrp(STDIN_FILENO) == getpgrp();
 }
 
 }  // namespace
+
+void installInterruptHandler() {
+  struct sigaction action {};
+  action.sa_handler = &onInterrupt;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+bool interruptRequested() {
+  return gInterrupted.load();
+}
 
 std::optional<Action> parseCommand(const std::string& line) {
   const auto first = line.find_first_not_of(" \t\r");

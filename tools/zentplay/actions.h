@@ -22,6 +22,11 @@ enum class Action {
 // Surrounding blanks are ignored; anything else gives nothing.
 std::optional<Action> parseCommand(const std::string& line);
 
+// Ctrl-C (SIGINT) and SIGTERM ask the render loop to end, so that the
+// library is still shut down cleanly.
+void installInterruptHandler();
+bool interruptRequested();
+
 // Reads commands from standard input without ever blocking the render loop.
 class CommandInput {
  public:

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "actions.h"
 #include "console.h"
 #include "hosts.h"
 #include "options.h"
@@ -41,6 +42,7 @@ int main(int argc, char** argv) {
     return kExitUsage;
   }
 
+  installInterruptHandler();
   if (!options.headless && displayPresent()) {
     const int status = runWindow(library, options);
     if (status != kExitNoGraphics) return status;

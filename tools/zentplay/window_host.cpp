@@ -154,7 +154,7 @@ int runWindow(ZentLibrary& library, const Options& options) {
     session.handleEvents();
     while (auto action = commands.poll()) session.apply(*action);
     session.poll();
-    if (session.quitRequested()) break;
+    if (session.quitRequested() || interruptRequested()) break;
     if (session.failed()) {
       printLine("zentplay: " + session.failure());
       status = kExitPlayback;
