@@ -8,6 +8,7 @@
 #include "platform/gst/connection_probe.h"
 #include "platform/gst/engine_error_text.h"
 #include "platform/gst/main_queue_context.h"
+#include "platform/gst/thread_handoff.h"
 #include "platform/gst_id3_tap.h"
 #include "support/deferred_delivery.h"
 #include "support/logger.h"
@@ -81,26 +82,27 @@ void GstPlayerItem::build() {
   g_signal_connect_data(
       pipeline_, "deep-element-added",
       G_CALLBACK(+[](GstBin*, GstBin*, GstElement* element, gpointer demuxer) {
-        (*static_cast<std::shared_ptr<AdaptiveDemuxer>*>(demuxer))->elementAdded(element);
+        callbackData<std::shared_ptr<AdaptiveDemuxer>>(demuxer)->elementAdded(element);
       }),
-      new std::shared_ptr<AdaptiveDemuxer>(demuxer_),
-      [](gpointer data, GClosure*) { delete static_cast<std::shared_ptr<AdaptiveDemuxer>*>(data); },
+      newCallbackData(demuxer_),
+      [](gpointer data, GClosure*) { deleteCallbackData<std::shared_ptr<AdaptiveDemuxer>>(data); },
       GConnectFlags(0));
 
   g_signal_connect_data(
       pipeline_, "source-setup",
       G_CALLBACK(+[](GstElement*, GstElement* source, gpointer progress) {
-        (*static_cast<std::shared_ptr<SourceProgress>*>(progress))->sourceCreated(source);
+        callbackData<std::shared_ptr<SourceProgress>>(progress)->sourceCreated(source);
       }),
-      new std::shared_ptr<SourceProgress>(source_),
-      [](gpointer data, GClosure*) { delete static_cast<std::shared_ptr<SourceProgress>*>(data); },
+      newCallbackData(source_),
+      [](gpointer data, GClosure*) { deleteCallbackData<std::shared_ptr<SourceProgress>>(data); },
       GConnectFlags(0));
 
   // Bus messages are handled on the main queue, one at a time, in order.
   bus_ = gst_element_get_bus(pipeline_);
   busWatch_ = gst_bus_create_watch(bus_);
-  g_source_set_callback(busWatch_, G_SOURCE_FUNC(+onBusMessage), new ItemRef(weak_from_this()),
-                        [](gpointer data) { delete static_cast<ItemRef*>(data); });
+  g_source_set_callback(busWatch_, G_SOURCE_FUNC(+onBusMessage),
+                        newCallbackData(ItemRef(weak_from_this())),
+                        [](gpointer data) { deleteCallbackData<ItemRef>(data); });
   g_source_attach(busWatch_, mainQueueContext());
 }
 
@@ -240,7 +242,7 @@ void GstPlayerItem::addOutput(std::shared_ptr<LegibleOutput> output) {
 // ---- bus -------------------------------------------------------------------
 
 gboolean GstPlayerItem::onBusMessage(GstBus*, GstMessage* message, gpointer self) {
-  std::shared_ptr<GstPlayerItem> item = static_cast<ItemRef*>(self)->lock();
+  std::shared_ptr<GstPlayerItem> item = callbackData<ItemRef>(self).lock();
   if (!item) return G_SOURCE_REMOVE;
   item->handleBusMessage(message);
   return G_SOURCE_CONTINUE;

@@ -6,18 +6,19 @@
 #include <algorithm>
 
 #include "platform/gst/caption_text.h"
+#include "platform/gst/thread_handoff.h"
 #include "support/main_queue.h"
 
 namespace zent {
 namespace {
 
+// The callbacks hold the relay, not the item.
 using RelayRef = std::shared_ptr<SinkRelay>;
-
 void releaseRelayRef(gpointer data) {
-  delete static_cast<RelayRef*>(data);
+  deleteCallbackData<RelayRef>(data);
 }
 SinkRelay& relayOf(gpointer data) {
-  return **static_cast<RelayRef*>(data);
+  return *callbackData<RelayRef>(data);
 }
 
 // A pending caption clear: the relay it belongs to and the caption it ends.
@@ -50,8 +51,8 @@ void SinkRelay::attachVideoSink(GstElement* appsink) {
   callbacks.new_sample = [](GstAppSink* sink, gpointer relay) {
     return videoSample(GST_ELEMENT(sink), relay);
   };
-  gst_app_sink_set_callbacks(GST_APP_SINK(appsink), &callbacks, new RelayRef(shared_from_this()),
-                             releaseRelayRef);
+  gst_app_sink_set_callbacks(GST_APP_SINK(appsink), &callbacks,
+                             newCallbackData<RelayRef>(shared_from_this()), releaseRelayRef);
 }
 
 void SinkRelay::attachTextSink(GstElement* appsink) {
@@ -62,8 +63,8 @@ void SinkRelay::attachTextSink(GstElement* appsink) {
   callbacks.new_sample = [](GstAppSink* sink, gpointer relay) {
     return textSample(GST_ELEMENT(sink), relay);
   };
-  gst_app_sink_set_callbacks(GST_APP_SINK(appsink), &callbacks, new RelayRef(shared_from_this()),
-                             releaseRelayRef);
+  gst_app_sink_set_callbacks(GST_APP_SINK(appsink), &callbacks,
+                             newCallbackData<RelayRef>(shared_from_this()), releaseRelayRef);
 
   // A seek flushes the caption on screen: it belongs to the old position.
   GstPad* pad = gst_element_get_static_pad(appsink, "sink");
@@ -77,7 +78,7 @@ void SinkRelay::attachTextSink(GstElement* appsink) {
         }
         return GST_PAD_PROBE_OK;
       },
-      new RelayRef(shared_from_this()), releaseRelayRef);
+      newCallbackData<RelayRef>(shared_from_this()), releaseRelayRef);
   gst_object_unref(pad);
 }
 
@@ -220,10 +221,11 @@ void SinkRelay::scheduleCaptionClear(GstElement* sink, GstSample* sample) {
     captionClear_ = id;
     ticket->serial = captionSerial_;
   }
+  handOff(ticket);
   gst_clock_id_wait_async(
       id,
       [](GstClock*, GstClockTime, GstClockID, gpointer data) -> gboolean {
-        auto* pending = static_cast<ClearTicket*>(data);
+        auto* pending = &callbackData<ClearTicket>(data);
         if (auto relay = pending->relay.lock()) {
           std::lock_guard lock(relay->mutex_);
           if (relay->captionSerial_ == pending->serial && relay->captionShown_ &&
@@ -234,7 +236,7 @@ void SinkRelay::scheduleCaptionClear(GstElement* sink, GstSample* sample) {
         }
         return TRUE;
       },
-      ticket, [](gpointer data) { delete static_cast<ClearTicket*>(data); });
+      ticket, [](gpointer data) { deleteCallbackData<ClearTicket>(data); });
 }
 
 void SinkRelay::onCaptionFlush() {
