@@ -8,6 +8,7 @@
 #include "engine_test_support.h"
 #include "player/media_player.h"
 #include "support/http_server.h"
+#include "support/live_hls_playlist.h"
 #include "support/media_fixtures.h"
 
 namespace zent::enginetest {
@@ -56,6 +57,24 @@ TEST_F(NetworkPlaybackTest, HlsPlays) {
 
 TEST_F(NetworkPlaybackTest, DashPlays) {
   expectPlays(server_.url(test::dash_vod() + "/manifest.mpd"), 10.0);
+}
+
+TEST_F(NetworkPlaybackTest, LiveHlsPlaysWithoutADuration) {
+  test::LiveHlsOptions options;
+  options.programDateTimeStartMs = test::kHlsProgramDateTimeEpochMs;
+  test::LiveHlsPlaylist live(test::hls_live_segments(), "", options);
+  live.start();
+  Playback p = open(*engine_, server_.url(live.playlistPath()));
+  ASSERT_EQ(p.item->waitUntilResolved(30.0, nullptr), ItemStatus::ReadyToPlay)
+      << p.item->failureReason();
+  EXPECT_TRUE(std::isnan(p.item->durationSeconds()));
+  p.player->play();
+  EXPECT_TRUE(waitUntilAdvancing(p, 15s));
+  EXPECT_FALSE(p.item->loadedTimeRanges().empty());
+  // Dated segments: the date follows the stream, after the first segment's.
+  auto date = p.item->currentDateEpochSeconds();
+  ASSERT_TRUE(date.has_value());
+  EXPECT_GE(*date, test::kHlsProgramDateTimeEpochMs / 1000.0);
 }
 
 TEST_F(NetworkPlaybackTest, HlsRenditionsAreListedWithNamesAndLanguages) {

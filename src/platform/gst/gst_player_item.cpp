@@ -22,6 +22,9 @@ constexpr const char* kTextCaps = "text/x-raw, format=(string){ utf8, pango-mark
 
 using ItemRef = std::weak_ptr<GstPlayerItem>;
 
+// How long readiness waits for an HLS item's playlists to be read.
+constexpr guint kManifestWaitMs = 5000;
+
 GstElement* makeAppSink(const char* name, const char* caps) {
   GstElement* sink = gst_element_factory_make("appsink", name);
   if (sink == nullptr) return nullptr;
@@ -336,13 +339,29 @@ void GstPlayerItem::onPrerolled() {
   {
     LibraryLock lock(stateMutex_);
     if (status_ != ItemStatus::Unknown || failurePending_) return;
-    // Rendition names and dates are part of being ready: wait for the playlists.
+    // Rendition names and dates are part of being ready: wait for the playlists,
+    // but not for longer than kManifestWait (they fill in when they come).
     if (manifest_ && !manifest_->finished()) {
       readyDeferred_ = true;
-      return;
     }
   }
-  becomeReady();
+  if (!readyDeferredNow()) return becomeReady();
+  GSource* timeout = g_timeout_source_new(kManifestWaitMs);
+  g_source_set_callback(
+      timeout,
+      [](gpointer data) -> gboolean {
+        if (auto item = callbackData<ItemRef>(data).lock()) item->onManifestSnapshotFinished();
+        return G_SOURCE_REMOVE;
+      },
+      newCallbackData(ItemRef(weak_from_this())),
+      [](gpointer data) { deleteCallbackData<ItemRef>(data); });
+  g_source_attach(timeout, mainQueueContext());
+  g_source_unref(timeout);
+}
+
+bool GstPlayerItem::readyDeferredNow() const {
+  LibraryLock lock(stateMutex_);
+  return readyDeferred_;
 }
 
 void GstPlayerItem::becomeReady() {

@@ -94,6 +94,7 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   // HLS: reads the playlists for rendition names and dates (once).
   void startManifestSnapshot();
   void onManifestSnapshotFinished();
+  bool readyDeferredNow() const;
   void becomeReady();
 
   // Transport helpers; transportMutex_ held.
