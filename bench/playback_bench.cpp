@@ -10,7 +10,10 @@
 //      - gst-launch-1.0 playbin3 with videoconvert to RGBA into fakesink (decoding
 //        and a CPU conversion to the texture's format, without any upload).
 //    On Mesa llvmpipe the "GPU" work (colour conversion, drawing) is CPU work
-//    too and is counted; on a real GPU it would not be.
+//    too and is counted; on a real GPU it would not be. The library's rows also
+//    give the textures fetched per second (a host that cannot keep up fetches
+//    fewer), the CPU per frame, and the time NativeGetTexture takes inside the
+//    host's frame.
 // 2. Time to ready: NativeOpenLocalContent / NativeOpenURI to the ready event and
 //    to the first texture, for a local MP4 and a loopback HLS stream, beside
 //    playbin3's time from PLAYING requested to prerolled and to the first frame
@@ -30,6 +33,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -43,6 +47,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "headless_context.h"
@@ -127,6 +132,25 @@ class Child {
       if (got <= 0) return std::nullopt;
       buffer_.append(chunk, static_cast<size_t>(got));
     }
+  }
+
+  // Complete lines printed since the last read, without waiting.
+  std::vector<std::string> readAvailable() {
+    std::vector<std::string> lines;
+    while (true) {
+      pollfd output{out_, POLLIN, 0};
+      if (poll(&output, 1, 0) <= 0) break;
+      char chunk[4096];
+      const ssize_t got = read(out_, chunk, sizeof chunk);
+      if (got <= 0) break;
+      buffer_.append(chunk, static_cast<size_t>(got));
+    }
+    for (auto newline = buffer_.find('\n'); newline != std::string::npos;
+         newline = buffer_.find('\n')) {
+      lines.push_back(buffer_.substr(0, newline));
+      buffer_.erase(0, newline + 1);
+    }
+    return lines;
   }
 
   // User plus system CPU time of the whole process (all its threads), seconds.
@@ -347,15 +371,31 @@ int childLibraryTextures(const std::string& library, const std::string& target) 
   const auto period =
       std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / 30));
   auto next = Clock::now();
-  bool announced = false;
+  auto lastStatus = next;
+  long frames = 0;
+  double callMs = 0;     // time inside NativeGetTexture since the last status
+  double longestMs = 0;  // the longest single call since the last status
+  long calls = 0;
   while (true) {
     zentplay::listenerQueue().drain();
-    if (lib.NativeGetTexture(0) != nullptr) {
-      if (!announced) {
-        std::printf("playing\n");
-        std::fflush(stdout);
-        announced = true;
-      }
+    const auto before = Clock::now();
+    void* texture = lib.NativeGetTexture(0);
+    const double tookMs = msSince(before);
+    callMs += tookMs;
+    longestMs = std::max(longestMs, tookMs);
+    ++calls;
+    if (texture != nullptr && ++frames == 1) {
+      std::printf("playing\n");
+      std::fflush(stdout);
+    }
+    // Like zentplay's status line, with the cost of the call to the host's frame.
+    if (Clock::now() - lastStatus >= seconds(1)) {
+      lastStatus = Clock::now();
+      std::printf("status: call %.1f ms mean %.1f ms longest, %ld frames\n", callMs / calls,
+                  longestMs, frames);
+      std::fflush(stdout);
+      callMs = longestMs = 0;
+      calls = 0;
     }
     next += period;
     std::this_thread::sleep_until(next);
@@ -435,23 +475,72 @@ double median(std::vector<double> values) {
 }
 
 struct CpuCase {
+  CpuCase(std::string caseName, std::vector<std::string> command, std::string playing)
+      : name(std::move(caseName)), argv(std::move(command)), playingLine(std::move(playing)) {}
   std::string name;
   std::vector<std::string> argv;
   std::string playingLine;  // printed once playback runs
-  std::vector<double> samples;
+  std::vector<double> cpu;
+  std::vector<double> framesPerSecond;  // textures fetched per second, where counted
+  std::vector<double> callMeanMs;       // NativeGetTexture, per second of the window
+  double callLongestMs = 0;
 };
 
-// CPU-seconds per second over `window` of steady playback, or -1.
-double measureCpu(const CpuCase& c, int window) {
+// The frame count of a status line ("status: ..., 90 frames"), or -1.
+long framesIn(const std::string& line) {
+  if (line.rfind("status: ", 0) != 0) return -1;
+  const auto end = line.rfind(" frames");
+  if (end == std::string::npos) return -1;
+  auto start = end;
+  while (start > 0 && std::isdigit(static_cast<unsigned char>(line[start - 1]))) --start;
+  return start < end ? std::stol(line.substr(start, end - start)) : -1;
+}
+
+// The latest frame count printed and when it was read.
+struct FrameMark {
+  long frames = -1;
+  Clock::time_point at;
+};
+
+void updateMark(Child& child, FrameMark& mark, CpuCase* calls = nullptr) {
+  for (const std::string& line : child.readAvailable()) {
+    const long frames = framesIn(line);
+    if (frames >= 0) mark = FrameMark{frames, Clock::now()};
+    double mean = 0, longest = 0;
+    if (calls != nullptr && std::sscanf(line.c_str(), "status: call %lf ms mean %lf ms longest",
+                                        &mean, &longest) == 2) {
+      calls->callMeanMs.push_back(mean);
+      calls->callLongestMs = std::max(calls->callLongestMs, longest);
+    }
+  }
+}
+
+// CPU-seconds per second over `window` of steady playback (and the rate of
+// textures fetched when the program reports it) into the case's samples.
+void measureCpu(CpuCase& c, int window) {
   Child child(c.argv);
-  if (!child.waitFor(c.playingLine, seconds(60))) return -1;
-  std::this_thread::sleep_for(seconds(kWarmUpSeconds));
+  if (!child.waitFor(c.playingLine, seconds(60))) return;
+  FrameMark first;
+  FrameMark last;
+  const auto warmUpEnd = Clock::now() + seconds(kWarmUpSeconds);
+  while (Clock::now() < warmUpEnd) {
+    updateMark(child, first);
+    std::this_thread::sleep_for(milliseconds(50));
+  }
   const double cpu0 = child.cpuSeconds();
   const auto wall0 = Clock::now();
-  std::this_thread::sleep_for(seconds(window));
+  const auto windowEnd = wall0 + seconds(window);
+  while (Clock::now() < windowEnd) {
+    updateMark(child, last, &c);
+    std::this_thread::sleep_for(milliseconds(50));
+  }
   const double cpu1 = child.cpuSeconds();
   const double wall = std::chrono::duration<double>(Clock::now() - wall0).count();
-  return (cpu1 - cpu0) / wall;
+  c.cpu.push_back((cpu1 - cpu0) / wall);
+  if (first.frames >= 0 && last.frames > first.frames) {
+    const double span = std::chrono::duration<double>(last.at - first.at).count();
+    c.framesPerSecond.push_back((last.frames - first.frames) / span);
+  }
 }
 
 struct ReadyRow {
@@ -500,23 +589,19 @@ int parent(int runs, int readyRuns, int window) {
   std::vector<CpuCase> cases = {
       {"libzentplayer -> GL textures (bench host, 30 polls/s)",
        {self(), "--child-textures", library, media.mp4},
-       "playing",
-       {}},
+       "playing"},
       {"zentplay --headless (textures drawn into its canvas)",
        {ZENTPLAY_PATH, "--headless", "--library", library, "--log-level", "3", media.mp4},
-       "player 0: play",
-       {}},
+       "player 0: play"},
       {"gst-launch-1.0 playbin3 -> fakesink (decode only)",
        {"gst-launch-1.0", "playbin3", "uri=" + fileUri, "video-sink=fakesink sync=true",
         "audio-sink=fakesink sync=true"},
-       "Setting pipeline to PLAYING",
-       {}},
+       "Setting pipeline to PLAYING"},
       {"gst-launch-1.0 playbin3 -> videoconvert RGBA -> fakesink",
        {"gst-launch-1.0", "playbin3", "uri=" + fileUri,
         "video-sink=videoconvert ! video/x-raw,format=RGBA ! fakesink sync=true",
         "audio-sink=fakesink sync=true"},
-       "Setting pipeline to PLAYING",
-       {}},
+       "Setting pipeline to PLAYING"},
   };
   std::printf("playback_bench: %s, 1920x1080 30 fps H.264 6 Mbit/s + AAC, %ld CPUs, load %s\n",
               media.mp4.c_str(), sysconf(_SC_NPROCESSORS_ONLN), loadAverage().c_str());
@@ -526,17 +611,29 @@ int parent(int runs, int readyRuns, int window) {
       window, kWarmUpSeconds, runs);
   std::fflush(stdout);
   for (int run = 0; run < runs; ++run) {
-    for (auto& c : cases) {
-      const double value = measureCpu(c, window);
-      if (value >= 0) c.samples.push_back(value);
-    }
+    for (auto& c : cases) measureCpu(c, window);
   }
+  std::printf("  %-58s %8s %9s %10s\n", "", "CPU-s/s", "frames/s", "CPU ms/fr");
   for (const auto& c : cases) {
     char figure[32] = "failed";
-    if (!c.samples.empty()) std::snprintf(figure, sizeof figure, "%.2f", median(c.samples));
-    std::printf("  %-58s %8s\n", c.name.c_str(), figure);
+    char rate[32] = "30*";
+    char perFrame[32] = "-";
+    const double cpu = median(c.cpu);
+    const double fps = c.framesPerSecond.empty() ? 30.0 : median(c.framesPerSecond);
+    if (!c.cpu.empty()) {
+      std::snprintf(figure, sizeof figure, "%.2f", cpu);
+      std::snprintf(perFrame, sizeof perFrame, "%.1f", cpu * 1000 / fps);
+    }
+    if (!c.framesPerSecond.empty()) std::snprintf(rate, sizeof rate, "%.1f", fps);
+    std::printf("  %-58s %8s %9s %10s\n", c.name.c_str(), figure, rate, perFrame);
   }
-
+  std::printf(
+      "  frames/s: textures fetched per second by the host loop (30 polls/s);\n"
+      "  * the gst-launch sinks keep the clock without dropping, so every frame is decoded\n");
+  if (!cases[0].callMeanMs.empty()) {
+    std::printf("  NativeGetTexture inside the bench host's frame: %.1f ms mean, %.1f ms longest\n",
+                median(cases[0].callMeanMs), cases[0].callLongestMs);
+  }
   std::printf("\nTime to ready, ms: median of %d processes; first open in a process / second\n",
               readyRuns);
   std::printf(
