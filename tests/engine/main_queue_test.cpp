@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -96,14 +97,17 @@ TEST_F(MainQueueTest, SourcesOnTheExposedContextRunOnTheQueueThread) {
 TEST_F(MainQueueTest, StopDropsQueuedWorkAndRefusesNewWork) {
   std::mutex gate;
   std::unique_lock hold(gate);
+  std::atomic<bool> firstRunning{false};
   Recorder recorder;
   // The first item blocks the loop until the test lets it go, so the second one is
   // still queued when stop() runs.
   ASSERT_TRUE(MainQueue::post([&] {
+    firstRunning = true;
     std::lock_guard wait(gate);
     recorder.add(1);
   }));
   ASSERT_TRUE(MainQueue::post([&] { recorder.add(2); }));
+  while (!firstRunning) std::this_thread::yield();
   std::thread stopper([] { MainQueue::stop(); });
   while (MainQueue::isRunning()) std::this_thread::yield();
   hold.unlock();
