@@ -166,6 +166,6 @@ if [ "$STATUS" -ne 0 ]; then
   exit "$STATUS"
 fi
 if [ -z "${DISPLAY:-}" ]; then
-  say "snapshots: $(ls "$OUT"/frame_*.png 2>/dev/null | wc -l) PNG files in $OUT"
+  say "snapshots: $(find "$OUT" -maxdepth 1 -name 'frame_*.png' | wc -l) PNG files in $OUT"
 fi
 say "done"
