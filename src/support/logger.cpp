@@ -23,13 +23,16 @@ std::string timestamp() {
   return text;
 }
 
+// A host that installed a callback gets its lines there; otherwise they go to
+// standard error.
 void emit(LogLevel level, const std::string& line) {
+  if (LogCallback callback = gCallback.load()) {
+    callback(static_cast<int32_t>(level), line.c_str());
+    return;
+  }
   // One write per line keeps lines from different threads whole.
   std::string withNewline = line + "\n";
   std::fwrite(withNewline.data(), 1, withNewline.size(), stderr);
-  if (LogCallback callback = gCallback.load()) {
-    callback(static_cast<int32_t>(level), line.c_str());
-  }
 }
 
 }  // namespace

@@ -11,8 +11,8 @@ namespace zent {
 // Host-supplied sink for log lines (the line without its trailing newline).
 using LogCallback = void (*)(int32_t level, const char* line);
 
-// The library's single logging facility. Every line goes to standard error and,
-// when one is installed, to the host's log callback. A line logged while the
+// The library's single logging facility. Every line goes to the host's log
+// callback when one is installed, and to standard error otherwise. A line logged while the
 // thread holds a library lock is delivered when the outermost lock is released,
 // so the host's callback never runs under a library lock.
 class Logger {
