@@ -48,7 +48,8 @@ TEST(CaptionsTest, SubtitleCuesArriveAsTextAndClearAtTheirEnd) {
   player->play();
 
   using Lines = std::vector<std::string>;
-  const std::vector<Lines> expected{{"Hello", "World"}, {}, {"Second cue"}, {}};
+  // A two-line cue is one caption with its lines joined by "\n".
+  const std::vector<Lines> expected{{"Hello\nWorld"}, {}, {"Second cue"}, {}};
   ASSERT_TRUE(eventually([&] { return recorder.deliveries().size() >= expected.size(); }, 15s))
       << recorder.deliveries().size();
   EXPECT_EQ(recorder.deliveries(), expected);
@@ -73,7 +74,7 @@ TEST(CaptionsTest, TurningCaptionsOffStopsTheText) {
   ASSERT_TRUE(eventually([&] { return player->currentTimeSeconds() > 3.2; }, 15s));
   ASSERT_TRUE(drainMainQueue());
   for (const auto& lines : recorder.deliveries()) {
-    EXPECT_TRUE(lines.empty() || lines.front() == "Hello") << lines.front();
+    EXPECT_TRUE(lines.empty() || lines.front() == "Hello\nWorld") << lines.front();
   }
 }
 

@@ -61,6 +61,13 @@ TEST(CaptionTextTest, PlainTextIsSplitIntoLines) {
   EXPECT_EQ(captionLines("<i>x</i>", false), (std::vector<std::string>{"<i>x</i>"}));
 }
 
+TEST(CaptionTextTest, ACueIsOneStringWithItsLinesJoined) {
+  EXPECT_EQ(captionText("Third cue\r\nsecond line\r\n", false), "Third cue\nsecond line");
+  EXPECT_EQ(captionText("<i>a</i>\n\n<b>b</b>\n\n", true), "a\n\nb");
+  EXPECT_EQ(captionText("\n", false), "");
+  EXPECT_EQ(captionText("one", false), "one");
+}
+
 TEST(CaptionTextTest, MarkupIsReducedToItsText) {
   EXPECT_EQ(captionLines("<i>Hello</i> <b>bold</b>\n<span foreground=\"red\">red</span>", true),
             (std::vector<std::string>{"Hello bold", "red"}));

@@ -104,4 +104,14 @@ std::vector<std::string> captionLines(std::string_view text, bool pangoMarkup) {
   return lines;
 }
 
+std::string captionText(std::string_view text, bool pangoMarkup) {
+  std::vector<std::string> lines = captionLines(text, pangoMarkup);
+  std::string joined;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    if (i > 0) joined.push_back('\n');
+    joined += lines[i];
+  }
+  return joined;
+}
+
 }  // namespace zent

@@ -67,13 +67,22 @@ void SinkRelay::attachTextSink(GstElement* appsink) {
                              newCallbackData<RelayRef>(shared_from_this()), releaseRelayRef);
 
   // A seek flushes the caption on screen: it belongs to the old position.
+  //
+  // Gaps are dropped. The text sink does not wait for data to preroll (it is not
+  // async) and captions are cleared by their own end time, so gaps tell it
+  // nothing; but the HLS demuxer ends a WebVTT rendition with a gap that reaches
+  // seconds past the end of the content, and a synchronised sink waits for that
+  // gap's end before it takes EOS: end of content came late and the position ran
+  // on past the duration meanwhile.
   GstPad* pad = gst_element_get_static_pad(appsink, "sink");
   gst_pad_add_probe(
       pad, GstPadProbeType(GST_PAD_PROBE_TYPE_EVENT_FLUSH | GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM),
       [](GstPad*, GstPadProbeInfo* info, gpointer relay) {
         GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
-        if (event != nullptr && (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP ||
-                                 GST_EVENT_TYPE(event) == GST_EVENT_EOS)) {
+        if (event == nullptr) return GST_PAD_PROBE_OK;
+        if (GST_EVENT_TYPE(event) == GST_EVENT_GAP) return GST_PAD_PROBE_DROP;
+        if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP ||
+            GST_EVENT_TYPE(event) == GST_EVENT_EOS) {
           relayOf(relay).onCaptionFlush();
         }
         return GST_PAD_PROBE_OK;
@@ -155,11 +164,13 @@ void SinkRelay::onTextSample(GstSample* sample) {
         structure != nullptr ? gst_structure_get_string(structure, "format") : nullptr;
     markup = format != nullptr && g_str_equal(format, "pango-markup");
   }
+  // The whole cue is one caption: its lines stay together in one string.
   std::vector<std::string> lines;
   GstMapInfo map;
   if (gst_buffer_map(buffer, &map, GST_MAP_READ)) {
-    lines =
-        captionLines(std::string_view(reinterpret_cast<const char*>(map.data), map.size), markup);
+    std::string text =
+        captionText(std::string_view(reinterpret_cast<const char*>(map.data), map.size), markup);
+    if (!text.empty()) lines.push_back(std::move(text));
     gst_buffer_unmap(buffer, &map);
   }
   std::lock_guard lock(mutex_);
