@@ -1,0 +1,157 @@
+#include "tone_sink.h"
+
+#include <gst/base/gstbasesink.h>
+#include <gst/gst.h>
+
+#include <cmath>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+
+namespace zent::test {
+namespace {
+
+std::mutex readingsMutex;
+std::condition_variable readingsChanged;
+std::vector<ToneReading> readings;
+
+}  // namespace
+}  // namespace zent::test
+
+extern "C" {
+
+struct ZentToneSink {
+  GstBaseSink parent;
+  // The window being measured (streaming thread only).
+  uint64_t samples;
+  uint64_t crossings;
+  double energy;
+  int16_t previous;
+  GstClockTime windowStart;
+};
+
+struct ZentToneSinkClass {
+  GstBaseSinkClass parent_class;
+};
+
+G_DEFINE_TYPE(ZentToneSink, zent_tone_sink, GST_TYPE_BASE_SINK)
+
+static void zentToneSinkReset(ZentToneSink* self) {
+  self->samples = 0;
+  self->crossings = 0;
+  self->energy = 0.0;
+  self->previous = 0;
+  self->windowStart = GST_CLOCK_TIME_NONE;
+}
+
+static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
+  auto* self = reinterpret_cast<ZentToneSink*>(base);
+  GstCaps* caps = gst_pad_get_current_caps(GST_BASE_SINK_PAD(base));
+  gint rate = 0, channels = 0;
+  if (caps != nullptr) {
+    const GstStructure* s = gst_caps_get_structure(caps, 0);
+    gst_structure_get_int(s, "rate", &rate);
+    gst_structure_get_int(s, "channels", &channels);
+    gst_caps_unref(caps);
+  }
+  if (rate <= 0 || channels <= 0) return GST_FLOW_OK;
+  GstMapInfo map;
+  if (!gst_buffer_map(buffer, &map, GST_MAP_READ)) return GST_FLOW_OK;
+  const auto* data = reinterpret_cast<const int16_t*>(map.data);
+  std::size_t frames = map.size / (sizeof(int16_t) * static_cast<std::size_t>(channels));
+  if (!GST_CLOCK_TIME_IS_VALID(self->windowStart)) self->windowStart = GST_BUFFER_PTS(buffer);
+  for (std::size_t i = 0; i < frames; ++i) {
+    int16_t sample = data[i * static_cast<std::size_t>(channels)];
+    if (self->previous < 0 && sample >= 0) ++self->crossings;
+    self->previous = sample;
+    self->energy += static_cast<double>(sample) * sample;
+    ++self->samples;
+    if (self->samples >= static_cast<uint64_t>(rate / 10)) {
+      double seconds = static_cast<double>(self->samples) / rate;
+      double rms = std::sqrt(self->energy / static_cast<double>(self->samples));
+      zent::test::ToneReading reading;
+      reading.streamSeconds = GST_CLOCK_TIME_IS_VALID(self->windowStart)
+                                  ? static_cast<double>(self->windowStart) / GST_SECOND
+                                  : -1.0;
+      reading.hertz = rms > 100.0 ? static_cast<double>(self->crossings) / seconds : 0.0;
+      reading.at = std::chrono::steady_clock::now();
+      {
+        std::lock_guard lock(zent::test::readingsMutex);
+        zent::test::readings.push_back(reading);
+      }
+      zent::test::readingsChanged.notify_all();
+      GstClockTime pts = GST_BUFFER_PTS(buffer);
+      zentToneSinkReset(self);
+      if (GST_CLOCK_TIME_IS_VALID(pts)) {
+        self->windowStart = pts + gst_util_uint64_scale_int(i + 1, GST_SECOND, rate);
+      }
+    }
+  }
+  gst_buffer_unmap(buffer, &map);
+  return GST_FLOW_OK;
+}
+
+static gboolean zentToneSinkEvent(GstBaseSink* base, GstEvent* event) {
+  if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP ||
+      GST_EVENT_TYPE(event) == GST_EVENT_STREAM_START) {
+    zentToneSinkReset(reinterpret_cast<ZentToneSink*>(base));
+  }
+  return GST_BASE_SINK_CLASS(zent_tone_sink_parent_class)->event(base, event);
+}
+
+static void zent_tone_sink_class_init(ZentToneSinkClass* klass) {
+  auto* element = GST_ELEMENT_CLASS(klass);
+  static GstStaticPadTemplate sinkTemplate = GST_STATIC_PAD_TEMPLATE(
+      "sink", GST_PAD_SINK, GST_PAD_ALWAYS,
+      GST_STATIC_CAPS("audio/x-raw, format=(string)S16LE, layout=(string)interleaved, "
+                      "rate=(int)[1, MAX], channels=(int)[1, MAX]"));
+  gst_element_class_add_static_pad_template(element, &sinkTemplate);
+  gst_element_class_set_static_metadata(element, "Zent test tone sink", "Sink/Audio",
+                                        "Measures the frequency of the tone it plays",
+                                        "ZentPlayer tests");
+  auto* base = GST_BASE_SINK_CLASS(klass);
+  base->render = zentToneSinkRender;
+  base->event = zentToneSinkEvent;
+}
+
+static void zent_tone_sink_init(ZentToneSink* self) {
+  zentToneSinkReset(self);
+  gst_base_sink_set_sync(GST_BASE_SINK(self), TRUE);
+}
+
+}  // extern "C"
+
+namespace zent::test {
+
+void registerToneSink() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    gst_init(nullptr, nullptr);
+    gst_element_register(nullptr, "zenttonesink", GST_RANK_PRIMARY + 100,
+                         zent_tone_sink_get_type());
+  });
+}
+
+std::vector<ToneReading> toneReadings() {
+  std::lock_guard lock(readingsMutex);
+  return readings;
+}
+
+void clearToneReadings() {
+  std::lock_guard lock(readingsMutex);
+  readings.clear();
+}
+
+bool waitForTone(double hertz, double tolerance, std::size_t count,
+                 std::chrono::milliseconds timeout) {
+  std::unique_lock lock(readingsMutex);
+  return readingsChanged.wait_for(lock, timeout, [&] {
+    if (readings.size() < count) return false;
+    for (std::size_t i = readings.size() - count; i < readings.size(); ++i) {
+      if (std::fabs(readings[i].hertz - hertz) > tolerance) return false;
+    }
+    return true;
+  });
+}
+
+}  // namespace zent::test
