@@ -129,7 +129,7 @@ TEST_F(RenditionsTest, WebVttCuesOfAnHlsRenditionArriveOnceEachAtTheirTimes) {
   }
 }
 
-TEST_F(RenditionsTest, CaptionsOffClearsOnceAndStaysQuietAndOnReturnsToTheFirstRendition) {
+TEST_F(RenditionsTest, CaptionsOffClearsOnceAndStaysQuiet) {
   openPlaying(hlsUrl());
   ASSERT_TRUE(waitForCue("First cue", seconds(15))) << describe();
   size_t mark = eventCount();
