@@ -114,10 +114,8 @@ class GlTextureBackend final : public TextureBackend {
     bool failed = false;
     GLint matrix = -1;
     GLint offset = -1;
-    GLint chromaScale = -1;
     // What the uniforms hold now, so they are set only on a change.
     std::optional<YuvToRgb> coefficients;
-    std::array<float, 2> chroma{-1.0f, -1.0f};
   };
 
   // Everything made in one context.
@@ -144,7 +142,7 @@ class GlTextureBackend final : public TextureBackend {
   ContextObjects* objectsFor(const GlContextId& context);
   void retireObjects();
   bool prepareOutput(ContextObjects& objects, int32_t width, int32_t height);
-  void preparePlane(PlaneTexture& plane, const PlaneLayout& layout, bool subsampled);
+  void preparePlane(PlaneTexture& plane, const PlaneLayout& layout);
   bool fillUnpackBuffer(ContextObjects& objects, const PixelBuffer& frame);
   Program* program(ContextObjects& objects, ConversionLayout layout);
   bool convert(ContextObjects& objects, const PixelBuffer& frame);
@@ -277,18 +275,16 @@ bool GlTextureBackend::prepareOutput(ContextObjects& objects, int32_t width, int
   return true;
 }
 
-void GlTextureBackend::preparePlane(PlaneTexture& plane, const PlaneLayout& layout,
-                                    bool subsampled) {
+void GlTextureBackend::preparePlane(PlaneTexture& plane, const PlaneLayout& layout) {
   if (plane.name && plane.texel == layout.texel && plane.width == layout.width &&
       plane.height == layout.height) {
     return;
   }
   glActiveTexture(GL_TEXTURE0);
   if (!plane.name) {
-    // A full-size plane is read one texel per output pixel, at texel centres:
-    // nearest is exact and, on software rasterisers, half the cost of linear.
-    // Subsampled chroma is interpolated between its samples.
-    plane.name = makeTexture(subsampled ? GL_LINEAR : GL_NEAREST);
+    // The shader reads planes with texelFetch, which never filters; nearest keeps
+    // the single-level texture complete.
+    plane.name = makeTexture(GL_NEAREST);
   } else {
     glBindTexture(GL_TEXTURE_2D, plane.name);
   }
@@ -364,7 +360,6 @@ GlTextureBackend::Program* GlTextureBackend::program(ContextObjects& objects,
   }
   p.matrix = glGetUniformLocation(program, kUniformMatrix);
   p.offset = glGetUniformLocation(program, kUniformOffset);
-  p.chromaScale = glGetUniformLocation(program, kUniformChromaScale);
   return &p;
 }
 
@@ -393,14 +388,6 @@ bool GlTextureBackend::convert(ContextObjects& objects, const PixelBuffer& frame
       glUniformMatrix3fv(p->matrix, 1, GL_FALSE, coefficients.columnMajor.data());
       glUniform3fv(p->offset, 1, coefficients.offset.data());
       p->coefficients = coefficients;
-    }
-    const PlaneLayout& chroma = layout_.planes[1];
-    const std::array<float, 2> scale = {
-        static_cast<float>(layout_.width) / (2.0f * static_cast<float>(chroma.width)),
-        static_cast<float>(layout_.height) / (2.0f * static_cast<float>(chroma.height))};
-    if (scale != p->chroma) {
-      glUniform2fv(p->chromaScale, 1, scale.data());
-      p->chroma = scale;
     }
   }
   glBindVertexArray(objects.vertexArray);
@@ -442,7 +429,7 @@ uintptr_t GlTextureBackend::upload(const PixelBuffer& frame) {
   if (!direct) {
     for (int32_t i = 0; i < layout_.planeCount; ++i) {
       preparePlane(objects->planes[static_cast<std::size_t>(i)],
-                   layout_.planes[static_cast<std::size_t>(i)], i > 0);
+                   layout_.planes[static_cast<std::size_t>(i)]);
     }
   }
 
