@@ -8,22 +8,32 @@ std::string header(bool gles) {
               : "#version 330 core\n";
 }
 
-// Vertex 0 (-1,-1), 1 (3,-1), 2 (-1,3): one triangle covering the viewport.
+// Vertex 0 (-1,-1), 1 (3,-1), 2 (-1,3): one triangle covering the viewport. Texture
+// coordinate (0,0) lands on the first row of the target, so output row n holds row n
+// of the frame (the top of the picture first, as a plain upload of it would).
+//
+// Every plane is sampled with nearest filtering, one lookup per plane. On a
+// software rasteriser each lookup is most of a pixel's cost: a bilinear one costs
+// several nearest ones, and an integer texelFetch costs more than a nearest
+// texture() (it checks bounds per pixel). Luma is read at its texel centres.
+// 4:2:0 chroma covers two luma samples in each direction; the scale maps a luma
+// coordinate onto the chroma plane (also when the luma size is odd), so each pixel
+// takes the chroma sample it lies in, a quarter texel away from any edge.
 constexpr const char* kVertexBody = R"(
+uniform vec2 u_chromaScale;
+out vec2 v_uv;
+out vec2 v_chroma;
 void main() {
   vec2 p = vec2(gl_VertexID == 1 ? 3.0 : -1.0, gl_VertexID == 2 ? 3.0 : -1.0);
+  v_uv = p * 0.5 + 0.5;
+  v_chroma = v_uv * u_chromaScale;
   gl_Position = vec4(p, 0.0, 1.0);
 }
 )";
 
-// Output pixel (x, y) reads texel (x, y) of each full-size plane, so output row n
-// holds row n of the frame (the top of the picture first, as a plain upload of it
-// would). Integer fetches without filtering: on a software rasteriser a filtered
-// lookup costs several times a fetch, and every texel is read at its centre anyway.
-// 4:2:0 chroma covers two luma samples in each direction; each pixel takes the
-// chroma sample it lies in (also at an odd luma size, whose last chroma column or
-// row covers one luma sample).
 constexpr const char* kFragmentBody = R"(
+in vec2 v_uv;
+in vec2 v_chroma;
 out vec4 fragColor;
 uniform sampler2D u_plane0;
 uniform sampler2D u_plane1;
@@ -31,16 +41,14 @@ uniform sampler2D u_plane2;
 uniform mat3 u_yuvToRgb;
 uniform vec3 u_offset;
 void main() {
-  ivec2 pixel = ivec2(gl_FragCoord.xy);
 #if defined(LAYOUT_BGRA)
-  fragColor = texelFetch(u_plane0, pixel, 0).bgra;
+  fragColor = texture(u_plane0, v_uv).bgra;
 #else
-  float y = texelFetch(u_plane0, pixel, 0).r;
-  ivec2 c = pixel >> 1;
+  float y = texture(u_plane0, v_uv).r;
 #if defined(LAYOUT_TWO_PLANE)
-  vec2 uv = texelFetch(u_plane1, c, 0).rg;
+  vec2 uv = texture(u_plane1, v_chroma).rg;
 #else
-  vec2 uv = vec2(texelFetch(u_plane1, c, 0).r, texelFetch(u_plane2, c, 0).r);
+  vec2 uv = vec2(texture(u_plane1, v_chroma).r, texture(u_plane2, v_chroma).r);
 #endif
   vec3 rgb = u_yuvToRgb * vec3(y, uv) + u_offset;
   fragColor = vec4(clamp(rgb, 0.0, 1.0), 1.0);

@@ -19,5 +19,6 @@ std::string conversionFragmentShader(bool gles, ConversionLayout layout);
 inline constexpr const char* kUniformPlanes[3] = {"u_plane0", "u_plane1", "u_plane2"};
 inline constexpr const char* kUniformMatrix = "u_yuvToRgb";
 inline constexpr const char* kUniformOffset = "u_offset";
+inline constexpr const char* kUniformChromaScale = "u_chromaScale";
 
 }  // namespace zent

@@ -114,8 +114,10 @@ class GlTextureBackend final : public TextureBackend {
     bool failed = false;
     GLint matrix = -1;
     GLint offset = -1;
+    GLint chromaScale = -1;
     // What the uniforms hold now, so they are set only on a change.
     std::optional<YuvToRgb> coefficients;
+    std::array<float, 2> chroma{-1.0f, -1.0f};
   };
 
   // Everything made in one context.
@@ -282,8 +284,8 @@ void GlTextureBackend::preparePlane(PlaneTexture& plane, const PlaneLayout& layo
   }
   glActiveTexture(GL_TEXTURE0);
   if (!plane.name) {
-    // The shader reads planes with texelFetch, which never filters; nearest keeps
-    // the single-level texture complete.
+    // Every plane is sampled at one texel per lookup (see the conversion shader):
+    // on software rasterisers a filtered lookup costs several nearest ones.
     plane.name = makeTexture(GL_NEAREST);
   } else {
     glBindTexture(GL_TEXTURE_2D, plane.name);
@@ -360,6 +362,7 @@ GlTextureBackend::Program* GlTextureBackend::program(ContextObjects& objects,
   }
   p.matrix = glGetUniformLocation(program, kUniformMatrix);
   p.offset = glGetUniformLocation(program, kUniformOffset);
+  p.chromaScale = glGetUniformLocation(program, kUniformChromaScale);
   return &p;
 }
 
@@ -388,6 +391,14 @@ bool GlTextureBackend::convert(ContextObjects& objects, const PixelBuffer& frame
       glUniformMatrix3fv(p->matrix, 1, GL_FALSE, coefficients.columnMajor.data());
       glUniform3fv(p->offset, 1, coefficients.offset.data());
       p->coefficients = coefficients;
+    }
+    const PlaneLayout& chroma = layout_.planes[1];
+    const std::array<float, 2> scale = {
+        static_cast<float>(layout_.width) / (2.0f * static_cast<float>(chroma.width)),
+        static_cast<float>(layout_.height) / (2.0f * static_cast<float>(chroma.height))};
+    if (scale != p->chroma) {
+      glUniform2fv(p->chromaScale, 1, scale.data());
+      p->chroma = scale;
     }
   }
   glBindVertexArray(objects.vertexArray);
