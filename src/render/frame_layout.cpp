@@ -83,6 +83,7 @@ bool describeFrame(const PixelBuffer& frame, FrameLayout& layout, std::string& p
     return false;
   }
 
+  layout.chromaInterleaved = layout.format == PixelFormat::I420;
   std::size_t offset = 0;
   for (int32_t i = 0; i < layout.planeCount; ++i) {
     const PlaneShape shape = planeShape(layout.format, i);
@@ -113,8 +114,17 @@ bool describeFrame(const PixelBuffer& frame, FrameLayout& layout, std::string& p
       return false;
     }
     plane.sourceStride = view.stride;
-    plane.uploadStride =
-        view.stride % plane.bytesPerTexel == 0 ? view.stride : static_cast<int32_t>(rowBytes);
+    if (layout.chromaInterleaved && i > 0) {
+      // Both chroma planes have the same size; V lands beside U in plane 1's rows.
+      plane.uploadStride = static_cast<int32_t>(rowBytes) * 2;
+      if (i == 2) {
+        plane.uploadOffset = layout.planes[1].uploadOffset;
+        continue;
+      }
+    } else {
+      plane.uploadStride =
+          view.stride % plane.bytesPerTexel == 0 ? view.stride : static_cast<int32_t>(rowBytes);
+    }
     plane.uploadOffset = offset;
     const std::size_t planeBytes =
         static_cast<std::size_t>(plane.uploadStride) * static_cast<std::size_t>(plane.height);
@@ -128,11 +138,44 @@ bool describeFrame(const PixelBuffer& frame, FrameLayout& layout, std::string& p
   return true;
 }
 
+int32_t uploadTextureCount(const FrameLayout& layout) {
+  return layout.chromaInterleaved ? 2 : layout.planeCount;
+}
+
+PlaneTexelFormat uploadTexel(const FrameLayout& layout, int32_t index) {
+  if (layout.chromaInterleaved && index > 0) return PlaneTexelFormat::RG8;
+  return layout.planes[static_cast<std::size_t>(index)].texel;
+}
+
+namespace {
+
+// U and V rows side by side, as one row of two-byte texels.
+void interleaveChroma(const PixelBuffer& frame, const PlaneLayout& plane, uint8_t* out) {
+  const PlaneView u = frame.plane(1);
+  const PlaneView v = frame.plane(2);
+  const std::size_t width = static_cast<std::size_t>(plane.width);
+  for (int32_t row = 0; row < plane.height; ++row) {
+    const uint8_t* __restrict us = u.data + static_cast<std::size_t>(row) * u.stride;
+    const uint8_t* __restrict vs = v.data + static_cast<std::size_t>(row) * v.stride;
+    uint8_t* __restrict o = out + static_cast<std::size_t>(row) * plane.uploadStride;
+    for (std::size_t x = 0; x < width; ++x) {
+      o[2 * x] = us[x];
+      o[2 * x + 1] = vs[x];
+    }
+  }
+}
+
+}  // namespace
+
 void copyPlanes(const PixelBuffer& frame, const FrameLayout& layout, uint8_t* destination) {
   for (int32_t i = 0; i < layout.planeCount; ++i) {
     const PlaneLayout& plane = layout.planes[static_cast<std::size_t>(i)];
     const PlaneView view = frame.plane(i);
     uint8_t* out = destination + plane.uploadOffset;
+    if (layout.chromaInterleaved && i > 0) {
+      if (i == 1) interleaveChroma(frame, plane, out);
+      continue;
+    }
     const std::size_t rowBytes = static_cast<std::size_t>(plane.width) * plane.bytesPerTexel;
     if (plane.uploadStride == plane.sourceStride) {
       // One block: every row but the last at full stride, the last without padding

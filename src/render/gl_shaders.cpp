@@ -37,7 +37,6 @@ in vec2 v_chroma;
 out vec4 fragColor;
 uniform sampler2D u_plane0;
 uniform sampler2D u_plane1;
-uniform sampler2D u_plane2;
 uniform mat3 u_yuvToRgb;
 uniform vec3 u_offset;
 void main() {
@@ -45,11 +44,7 @@ void main() {
   fragColor = texture(u_plane0, v_uv).bgra;
 #else
   float y = texture(u_plane0, v_uv).r;
-#if defined(LAYOUT_TWO_PLANE)
   vec2 uv = texture(u_plane1, v_chroma).rg;
-#else
-  vec2 uv = vec2(texture(u_plane1, v_chroma).r, texture(u_plane2, v_chroma).r);
-#endif
   vec3 rgb = u_yuvToRgb * vec3(y, uv) + u_offset;
   fragColor = vec4(clamp(rgb, 0.0, 1.0), 1.0);
 #endif
@@ -58,8 +53,6 @@ void main() {
 
 const char* layoutDefine(ConversionLayout layout) {
   switch (layout) {
-    case ConversionLayout::ThreePlaneYuv:
-      return "#define LAYOUT_THREE_PLANE 1\n";
     case ConversionLayout::TwoPlaneYuv:
       return "#define LAYOUT_TWO_PLANE 1\n";
     case ConversionLayout::Bgra:

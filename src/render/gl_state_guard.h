@@ -14,7 +14,7 @@ namespace zent {
 // face, rasterizer discard) and the colour mask.
 class GlStateGuard {
  public:
-  static constexpr int kUnits = 3;
+  static constexpr int kUnits = 2;  // luma and chroma
 
   GlStateGuard();
   ~GlStateGuard();

@@ -18,7 +18,7 @@
 namespace zent {
 namespace {
 
-constexpr int kLayouts = 3;
+constexpr int kLayouts = 2;
 
 struct TexelFormat {
   GLint internalFormat;
@@ -37,17 +37,28 @@ TexelFormat glFormat(PlaneTexelFormat texel) {
   return {GL_R8, GL_RED};
 }
 
+int32_t bytesPerTexel(PlaneTexelFormat texel) {
+  switch (texel) {
+    case PlaneTexelFormat::R8:
+      return 1;
+    case PlaneTexelFormat::RG8:
+      return 2;
+    case PlaneTexelFormat::RGBA8:
+      return 4;
+  }
+  return 1;
+}
+
 ConversionLayout conversionLayout(PixelFormat format) {
   switch (format) {
-    case PixelFormat::I420:
-      return ConversionLayout::ThreePlaneYuv;
+    case PixelFormat::I420:  // its chroma planes are uploaded interleaved
     case PixelFormat::NV12:
       return ConversionLayout::TwoPlaneYuv;
     case PixelFormat::BGRA:
     case PixelFormat::RGBA:
       return ConversionLayout::Bgra;
   }
-  return ConversionLayout::ThreePlaneYuv;
+  return ConversionLayout::TwoPlaneYuv;
 }
 
 GLuint makeTexture(GLint filter) {
@@ -144,7 +155,7 @@ class GlTextureBackend final : public TextureBackend {
   ContextObjects* objectsFor(const GlContextId& context);
   void retireObjects();
   bool prepareOutput(ContextObjects& objects, int32_t width, int32_t height);
-  void preparePlane(PlaneTexture& plane, const PlaneLayout& layout);
+  void preparePlane(PlaneTexture& plane, PlaneTexelFormat texel, const PlaneLayout& layout);
   bool fillUnpackBuffer(ContextObjects& objects, const PixelBuffer& frame);
   Program* program(ContextObjects& objects, ConversionLayout layout);
   bool convert(ContextObjects& objects, const PixelBuffer& frame);
@@ -277,8 +288,9 @@ bool GlTextureBackend::prepareOutput(ContextObjects& objects, int32_t width, int
   return true;
 }
 
-void GlTextureBackend::preparePlane(PlaneTexture& plane, const PlaneLayout& layout) {
-  if (plane.name && plane.texel == layout.texel && plane.width == layout.width &&
+void GlTextureBackend::preparePlane(PlaneTexture& plane, PlaneTexelFormat texel,
+                                    const PlaneLayout& layout) {
+  if (plane.name && plane.texel == texel && plane.width == layout.width &&
       plane.height == layout.height) {
     return;
   }
@@ -290,10 +302,10 @@ void GlTextureBackend::preparePlane(PlaneTexture& plane, const PlaneLayout& layo
   } else {
     glBindTexture(GL_TEXTURE_2D, plane.name);
   }
-  const TexelFormat format = glFormat(layout.texel);
+  const TexelFormat format = glFormat(texel);
   glTexImage2D(GL_TEXTURE_2D, 0, format.internalFormat, layout.width, layout.height, 0,
                format.format, GL_UNSIGNED_BYTE, nullptr);
-  plane.texel = layout.texel;
+  plane.texel = texel;
   plane.width = layout.width;
   plane.height = layout.height;
 }
@@ -438,21 +450,22 @@ uintptr_t GlTextureBackend::upload(const PixelBuffer& frame) {
   const bool direct = layout_.format == PixelFormat::RGBA;
   prepareOutput(*objects, layout_.width, layout_.height);
   if (!direct) {
-    for (int32_t i = 0; i < layout_.planeCount; ++i) {
-      preparePlane(objects->planes[static_cast<std::size_t>(i)],
+    for (int32_t i = 0; i < uploadTextureCount(layout_); ++i) {
+      preparePlane(objects->planes[static_cast<std::size_t>(i)], uploadTexel(layout_, i),
                    layout_.planes[static_cast<std::size_t>(i)]);
     }
   }
 
   if (!fillUnpackBuffer(*objects, frame)) return 0;
-  for (int32_t i = 0; i < layout_.planeCount; ++i) {
+  for (int32_t i = 0; i < uploadTextureCount(layout_); ++i) {
     const PlaneLayout& plane = layout_.planes[static_cast<std::size_t>(i)];
     glActiveTexture(GL_TEXTURE0 + static_cast<GLenum>(i));
     // An RGBA frame is already what the host gets: it goes straight to the output.
     glBindTexture(GL_TEXTURE_2D,
                   direct ? objects->output : objects->planes[static_cast<std::size_t>(i)].name);
-    glPixelStorei(GL_UNPACK_ROW_LENGTH, plane.uploadStride / plane.bytesPerTexel);
-    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, plane.width, plane.height, glFormat(plane.texel).format,
+    const PlaneTexelFormat texel = uploadTexel(layout_, i);
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, plane.uploadStride / bytesPerTexel(texel));
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, plane.width, plane.height, glFormat(texel).format,
                     GL_UNSIGNED_BYTE, reinterpret_cast<const void*>(plane.uploadOffset));
   }
   glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);

@@ -14,9 +14,11 @@ namespace zent {
 // The texture is RGBA8 at the frame's size, alpha 1 for YUV frames; its row 0 is
 // the top row of the picture, as a plain glTexImage2D of the frame would be.
 //
-// Per context it keeps one texture per plane, one pixel-unpack buffer, one
-// framebuffer, one empty vertex array, the conversion programs and the RGBA8 output
-// texture whose name is the handle; all are reused across frames and reallocated
+// Per context it keeps a luma and a chroma texture (I420's chroma planes are
+// interleaved into one, as NV12's are; a BGRA frame uses one texture, an RGBA frame
+// goes straight to the output), one pixel-unpack buffer, one framebuffer, one empty
+// vertex array, the conversion programs and the RGBA8 output texture whose name is
+// the handle; all are reused across frames and reallocated
 // only when the frame size or format changes. If upload() finds a different context
 // current than before, it makes new objects there and leaves the old ones to be
 // deleted in their own context (see GlDeferredDeletion).

@@ -139,6 +139,42 @@ TEST(FrameLayout, StridesThatAreNotWholeTexelsArePackedAndOthersKept) {
   }
 }
 
+TEST(FrameLayout, I420ChromaIsInterleavedIntoOneTwoByteTexture) {
+  FrameLayout layout;
+  std::string problem;
+  // Chroma rows of 5 samples with strides of 5 + 3 and 5 + 1 bytes.
+  const test::TestFrame i420 = test::makeFrame(gridSpec(PixelFormat::I420, {2, 3, 1}));
+  ASSERT_TRUE(describeFrame(i420, layout, problem)) << problem;
+  ASSERT_TRUE(layout.chromaInterleaved);
+  EXPECT_EQ(uploadTextureCount(layout), 2);
+  EXPECT_EQ(uploadTexel(layout, 0), PlaneTexelFormat::R8);
+  EXPECT_EQ(uploadTexel(layout, 1), PlaneTexelFormat::RG8);
+  EXPECT_EQ(layout.planes[1].uploadStride, 10);
+  EXPECT_EQ(layout.planes[2].uploadOffset, layout.planes[1].uploadOffset);
+  EXPECT_GE(layout.uploadSize, layout.planes[1].uploadOffset + 10u * 3u);
+
+  std::vector<uint8_t> buffer(layout.uploadSize, 0);
+  copyPlanes(i420, layout, buffer.data());
+  const PlaneView luma = i420.plane(0);
+  for (int32_t row = 0; row < layout.planes[0].height; ++row) {
+    const uint8_t* got =
+        buffer.data() + static_cast<std::size_t>(row) * layout.planes[0].uploadStride;
+    const uint8_t* want = luma.data + static_cast<std::size_t>(row) * luma.stride;
+    EXPECT_EQ(std::vector<uint8_t>(got, got + layout.planes[0].width),
+              std::vector<uint8_t>(want, want + layout.planes[0].width))
+        << "luma row " << row;
+  }
+  const PlaneView u = i420.plane(1);
+  const PlaneView v = i420.plane(2);
+  for (int32_t row = 0; row < 3; ++row) {
+    const uint8_t* got = buffer.data() + layout.planes[1].uploadOffset + row * 10;
+    for (int32_t x = 0; x < 5; ++x) {
+      EXPECT_EQ(got[2 * x], u.data[row * u.stride + x]) << "U at " << x << "," << row;
+      EXPECT_EQ(got[2 * x + 1], v.data[row * v.stride + x]) << "V at " << x << "," << row;
+    }
+  }
+}
+
 TEST(FrameLayout, MalformedFramesAreRejectedWithAReason) {
   FrameLayout layout;
   std::string problem;
