@@ -109,7 +109,15 @@ void runMonitor(std::shared_ptr<MonitorState> state) {
 class GioPathMonitor final : public PathMonitor {
  public:
   GioPathMonitor() : state_(std::make_shared<MonitorState>()) {}
-  ~GioPathMonitor() override { cancel(); }
+
+  ~GioPathMonitor() override {
+    cancel();
+    // Destroyed from inside the handler, on the monitor thread itself: that
+    // thread cannot be joined; it ends on its own once the handler returns and
+    // holds its own reference to the state.
+    std::lock_guard<std::mutex> lock(lifecycle_);
+    if (thread_.joinable()) thread_.detach();
+  }
 
   // One start per monitor: a second start, or a start after cancel, does nothing.
   void start(std::function<void(bool satisfied)> handler) override {
@@ -130,12 +138,17 @@ class GioPathMonitor final : public PathMonitor {
     }
   }
 
+  // From any thread but the monitor's, returns once the monitor thread has
+  // ended. From inside the handler, it only stops further reports; the thread is
+  // joined by the next cancel() or the destructor on another thread.
   void cancel() override {
     std::thread thread;
     {
       std::lock_guard<std::mutex> lock(lifecycle_);
       started_ = true;  // a cancelled monitor is not started again
-      thread = std::move(thread_);
+      if (thread_.joinable() && thread_.get_id() != std::this_thread::get_id()) {
+        thread = std::move(thread_);
+      }
     }
     std::function<void(bool)> dropped;
     {
@@ -144,14 +157,7 @@ class GioPathMonitor final : public PathMonitor {
     }
     state_->stopRequested.store(true);
     g_main_context_wakeup(state_->context);
-    if (!thread.joinable()) return;
-    if (thread.get_id() == std::this_thread::get_id()) {
-      // Cancelled from inside the handler: the thread ends once the handler
-      // returns, and finds the handler gone before it could report again.
-      thread.detach();
-    } else {
-      thread.join();
-    }
+    if (thread.joinable()) thread.join();
   }
 
  private:
