@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
+#include <future>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -165,6 +166,24 @@ TEST(GioPathMonitor, CancelFromInsideTheHandlerEndsReporting) {
   ASSERT_TRUE(reports.waitForCount(1));
   monitor.reset();
   EXPECT_EQ(reports.values().size(), 1u);
+}
+
+TEST(GioPathMonitor, CanBeDestroyedFromInsideTheHandler) {
+  std::mutex mutex;
+  std::unique_ptr<PathMonitor> monitor = makeSystemPathMonitor();
+  std::promise<void> destroyed;
+  PathMonitor* raw = monitor.get();
+  raw->start([&](bool) {
+    std::unique_ptr<PathMonitor> gone;
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      gone = std::move(monitor);
+    }
+    if (!gone) return;
+    gone.reset();  // must not join its own thread
+    destroyed.set_value();
+  });
+  EXPECT_EQ(destroyed.get_future().wait_for(10s), std::future_status::ready);
 }
 
 // ---- Inside a private network namespace -----------------------------------------

@@ -101,11 +101,11 @@ class NetworkPlaybackTest : public ::testing::Test {
 };
 
 TEST_F(NetworkPlaybackTest, VodFreezesAtTheBufferedEndThenReopensAndPlaysOnFromThere) {
-  const std::string media = test::hls_single_variant();
+  // 60 s of 1 s segments served a little faster than their own rate: the buffer
+  // stays a few seconds ahead of playback, however long the start took.
+  const std::string media = test::hls_live_segments();
   test::HttpServer server;
-  // A little faster than the media's own rate: the buffer stays a few seconds
-  // ahead of playback instead of holding the whole presentation.
-  server.setBytesPerSecond(segmentBytes(media) * 11 / 100);
+  server.setBytesPerSecond(segmentBytes(media) * 21 / 1200);
   ASSERT_EQ(NativeAddStream(1), 0);
   ASSERT_EQ(NativeOpenURI(0, server.url(media + "/index.m3u8").c_str(), 1), 0);
   ASSERT_TRUE(eventRecorder().waitFor(isEvent(0, kPlay), 30s)) << eventRecorder().describe();
@@ -116,11 +116,11 @@ TEST_F(NetworkPlaybackTest, VodFreezesAtTheBufferedEndThenReopensAndPlaysOnFromT
   ASSERT_TRUE(eventRecorder().waitFor(isError(0, kNetworkFailed), 5s, lossMark));
   const double recorded = recordedPosition(0);
   ASSERT_GT(recorded, 4000.0);
-  ASSERT_LT(recorded, 10000.0) << "the buffered end is not inside the presentation";
+  ASSERT_LT(recorded, 30000.0) << "the buffered end is not where the download stood";
 
   // The player drains its buffer; the reported time runs up to the buffered end
   // and stays there, never beyond it.
-  auto deadline = std::chrono::steady_clock::now() + 20s;
+  auto deadline = std::chrono::steady_clock::now() + 30s;
   int64_t reported = 0;
   while (std::chrono::steady_clock::now() < deadline) {
     reported = NativeGetCurrentTime(0);
@@ -134,6 +134,7 @@ TEST_F(NetworkPlaybackTest, VodFreezesAtTheBufferedEndThenReopensAndPlaysOnFromT
 
   std::size_t returnMark = eventRecorder().size();
   networkReturns(&server);
+  server.setBytesPerSecond(0);
   ASSERT_TRUE(eventRecorder().waitFor(isEvent(0, kNetworkConnected), 5s, returnMark));
   auto seek = eventRecorder().waitFor(isEvent(0, kSeek), 30s, returnMark);
   ASSERT_TRUE(seek) << eventRecorder().describe();
@@ -142,8 +143,10 @@ TEST_F(NetworkPlaybackTest, VodFreezesAtTheBufferedEndThenReopensAndPlaysOnFromT
   EXPECT_EQ(eventRecorder().typesFor(0, returnMark),
             (std::vector<int32_t>{kNetworkConnected, kReady, kPlay, kSeek}));
 
-  EXPECT_TRUE(waitForPosition(0, static_cast<int64_t>(recorded) + 500, 15s))
+  EXPECT_TRUE(waitForPosition(0, static_cast<int64_t>(recorded) + 1000, 15s))
       << "playback did not continue from the recorded position";
+  // And on to the end (skipping most of the minute that is left).
+  NativeSeek(0, static_cast<int32_t>(NativeGetTotalTime(0)) - 1500);
   EXPECT_TRUE(eventRecorder().waitFor(isEvent(0, kEnd), 30s, returnMark))
       << eventRecorder().describe();
 }
