@@ -165,31 +165,52 @@ void interleaveChroma(const PixelBuffer& frame, const PlaneLayout& plane, uint8_
   }
 }
 
+void copyPlane(const PixelBuffer& frame, const FrameLayout& layout, int32_t i,
+               uint8_t* destination) {
+  const PlaneLayout& plane = layout.planes[static_cast<std::size_t>(i)];
+  const PlaneView view = frame.plane(i);
+  uint8_t* out = destination + plane.uploadOffset;
+  if (layout.chromaInterleaved && i > 0) {
+    if (i == 1) interleaveChroma(frame, plane, out);
+    return;
+  }
+  const std::size_t rowBytes = static_cast<std::size_t>(plane.width) * plane.bytesPerTexel;
+  if (plane.uploadStride == plane.sourceStride) {
+    // One block: every row but the last at full stride, the last without padding
+    // (the source may end right after it).
+    const std::size_t block =
+        static_cast<std::size_t>(plane.sourceStride) * (plane.height - 1) + rowBytes;
+    std::memcpy(out, view.data, block);
+  } else {
+    for (int32_t row = 0; row < plane.height; ++row) {
+      std::memcpy(out + static_cast<std::size_t>(row) * plane.uploadStride,
+                  view.data + static_cast<std::size_t>(row) * plane.sourceStride, rowBytes);
+    }
+  }
+}
+
 }  // namespace
 
 void copyPlanes(const PixelBuffer& frame, const FrameLayout& layout, uint8_t* destination) {
+  for (int32_t i = 0; i < layout.planeCount; ++i) copyPlane(frame, layout, i, destination);
+}
+
+bool uploadsFromFrame(const FrameLayout& layout, int32_t index) {
+  if (layout.chromaInterleaved && index > 0) return false;
+  const PlaneLayout& plane = layout.planes[static_cast<std::size_t>(index)];
+  return plane.uploadStride == plane.sourceStride;
+}
+
+bool stagePlanes(const PixelBuffer& frame, const FrameLayout& layout, uint8_t* destination) {
+  bool staged = false;
   for (int32_t i = 0; i < layout.planeCount; ++i) {
-    const PlaneLayout& plane = layout.planes[static_cast<std::size_t>(i)];
-    const PlaneView view = frame.plane(i);
-    uint8_t* out = destination + plane.uploadOffset;
-    if (layout.chromaInterleaved && i > 0) {
-      if (i == 1) interleaveChroma(frame, plane, out);
-      continue;
-    }
-    const std::size_t rowBytes = static_cast<std::size_t>(plane.width) * plane.bytesPerTexel;
-    if (plane.uploadStride == plane.sourceStride) {
-      // One block: every row but the last at full stride, the last without padding
-      // (the source may end right after it).
-      const std::size_t block =
-          static_cast<std::size_t>(plane.sourceStride) * (plane.height - 1) + rowBytes;
-      std::memcpy(out, view.data, block);
-    } else {
-      for (int32_t row = 0; row < plane.height; ++row) {
-        std::memcpy(out + static_cast<std::size_t>(row) * plane.uploadStride,
-                    view.data + static_cast<std::size_t>(row) * plane.sourceStride, rowBytes);
-      }
-    }
+    // Interleaved chroma is one upload texture made from planes 1 and 2.
+    const int32_t texture = layout.chromaInterleaved && i > 1 ? 1 : i;
+    if (uploadsFromFrame(layout, texture)) continue;
+    copyPlane(frame, layout, i, destination);
+    staged = true;
   }
+  return staged;
 }
 
 }  // namespace zent

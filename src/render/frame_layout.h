@@ -58,6 +58,14 @@ bool describeFrame(const PixelBuffer& frame, FrameLayout& layout, std::string& p
 // Copies the planes into the upload buffer at the offsets and pitches of `layout`.
 void copyPlanes(const PixelBuffer& frame, const FrameLayout& layout, uint8_t* destination);
 
+// Whether upload texture `index` can be read straight from the frame's memory (its
+// rows are whole texels, so the stride is the unpack row length), else it is taken
+// from the upload buffer.
+bool uploadsFromFrame(const FrameLayout& layout, int32_t index);
+// Like copyPlanes, for the planes that are not uploaded from the frame; returns
+// whether there were any.
+bool stagePlanes(const PixelBuffer& frame, const FrameLayout& layout, uint8_t* destination);
+
 const char* pixelFormatName(PixelFormat format);
 
 }  // namespace zent

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "render/color_conversion.h"
 #include "render/frame_layout.h"
@@ -139,7 +140,6 @@ class GlTextureBackend final : public TextureBackend {
     GLint maxTextureSize = 0;
     GLuint vertexArray = 0;
     GLuint framebuffer = 0;
-    GLuint unpackBuffer = 0;
     GLuint output = 0;
     int32_t outputWidth = 0;
     int32_t outputHeight = 0;
@@ -156,7 +156,6 @@ class GlTextureBackend final : public TextureBackend {
   void retireObjects();
   bool prepareOutput(ContextObjects& objects, int32_t width, int32_t height);
   void preparePlane(PlaneTexture& plane, PlaneTexelFormat texel, const PlaneLayout& layout);
-  bool fillUnpackBuffer(ContextObjects& objects, const PixelBuffer& frame);
   Program* program(ContextObjects& objects, ConversionLayout layout);
   bool convert(ContextObjects& objects, const PixelBuffer& frame);
   void reportFrameProblem(const std::string& problem);
@@ -166,6 +165,9 @@ class GlTextureBackend final : public TextureBackend {
   bool noContextReported_ = false;
   std::string reportedFrameProblem_;
   FrameLayout layout_;
+  // Planes that cannot be read from the frame itself (see uploadsFromFrame); grows
+  // to the largest frame and stays, so a frame costs no allocation.
+  std::vector<uint8_t> staging_;
   std::string problem_;
 };
 
@@ -176,7 +178,6 @@ GlObjectNames GlTextureBackend::ContextObjects::names() const {
     if (plane.name) n.textures.push_back(plane.name);
   }
   if (output) n.textures.push_back(output);
-  if (unpackBuffer) n.buffers.push_back(unpackBuffer);
   if (framebuffer) n.framebuffers.push_back(framebuffer);
   if (vertexArray) n.vertexArrays.push_back(vertexArray);
   for (const Program& p : programs) {
@@ -265,7 +266,6 @@ GlTextureBackend::ContextObjects* GlTextureBackend::objectsFor(const GlContextId
   glGetIntegerv(GL_MAX_TEXTURE_SIZE, &objects->maxTextureSize);
   glGenVertexArrays(1, &objects->vertexArray);
   glGenFramebuffers(1, &objects->framebuffer);
-  glGenBuffers(1, &objects->unpackBuffer);
   objects_ = std::move(objects);
   return objects_.get();
 }
@@ -308,28 +308,6 @@ void GlTextureBackend::preparePlane(PlaneTexture& plane, PlaneTexelFormat texel,
   plane.texel = texel;
   plane.width = layout.width;
   plane.height = layout.height;
-}
-
-bool GlTextureBackend::fillUnpackBuffer(ContextObjects& objects, const PixelBuffer& frame) {
-  glBindBuffer(GL_PIXEL_UNPACK_BUFFER, objects.unpackBuffer);
-  // Orphaning: the driver may hand out fresh storage for this frame, so the copy
-  // never waits on the GPU still reading the previous one. The map asks for no
-  // further invalidation: on Mesa that would reallocate (and fault in) the storage
-  // on every frame even when the old one is idle.
-  const auto size = static_cast<GLsizeiptr>(layout_.uploadSize);
-  glBufferData(GL_PIXEL_UNPACK_BUFFER, size, nullptr, GL_STREAM_DRAW);
-  void* mapped = glMapBufferRange(GL_PIXEL_UNPACK_BUFFER, 0, size, GL_MAP_WRITE_BIT);
-  if (!mapped) {
-    reportFrameProblem("the upload buffer of " + std::to_string(layout_.uploadSize) +
-                       " bytes could not be mapped");
-    return false;
-  }
-  copyPlanes(frame, layout_, static_cast<uint8_t*>(mapped));
-  if (glUnmapBuffer(GL_PIXEL_UNPACK_BUFFER) != GL_TRUE) {
-    reportFrameProblem("the upload buffer lost its contents");
-    return false;
-  }
-  return true;
 }
 
 GlTextureBackend::Program* GlTextureBackend::program(ContextObjects& objects,
@@ -445,7 +423,9 @@ uintptr_t GlTextureBackend::upload(const PixelBuffer& frame) {
   GlStateGuard guard;
   guard.prepareForConversion();
 
-  // Storage first, with no unpack buffer bound (a null pointer would read from it).
+  // Uploads read client memory, so no unpack buffer may be bound. They are copied
+  // by the driver before glTexSubImage2D returns: the frame may go afterwards. A
+  // pixel-unpack buffer would add a copy of its own.
   glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
   const bool direct = layout_.format == PixelFormat::RGBA;
   prepareOutput(*objects, layout_.width, layout_.height);
@@ -456,7 +436,8 @@ uintptr_t GlTextureBackend::upload(const PixelBuffer& frame) {
     }
   }
 
-  if (!fillUnpackBuffer(*objects, frame)) return 0;
+  if (staging_.size() < layout_.uploadSize) staging_.resize(layout_.uploadSize);
+  stagePlanes(frame, layout_, staging_.data());
   for (int32_t i = 0; i < uploadTextureCount(layout_); ++i) {
     const PlaneLayout& plane = layout_.planes[static_cast<std::size_t>(i)];
     glActiveTexture(GL_TEXTURE0 + static_cast<GLenum>(i));
@@ -465,10 +446,10 @@ uintptr_t GlTextureBackend::upload(const PixelBuffer& frame) {
                   direct ? objects->output : objects->planes[static_cast<std::size_t>(i)].name);
     const PlaneTexelFormat texel = uploadTexel(layout_, i);
     glPixelStorei(GL_UNPACK_ROW_LENGTH, plane.uploadStride / bytesPerTexel(texel));
-    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, plane.width, plane.height, glFormat(texel).format,
-                    GL_UNSIGNED_BYTE, reinterpret_cast<const void*>(plane.uploadOffset));
+    glTexSubImage2D(
+        GL_TEXTURE_2D, 0, 0, 0, plane.width, plane.height, glFormat(texel).format, GL_UNSIGNED_BYTE,
+        uploadsFromFrame(layout_, i) ? frame.plane(i).data : staging_.data() + plane.uploadOffset);
   }
-  glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
 
   if (!direct && !convert(*objects, frame)) return 0;
   reportedFrameProblem_.clear();

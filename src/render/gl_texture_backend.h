@@ -16,10 +16,11 @@ namespace zent {
 //
 // Per context it keeps a luma and a chroma texture (I420's chroma planes are
 // interleaved into one, as NV12's are; a BGRA frame uses one texture, an RGBA frame
-// goes straight to the output), one pixel-unpack buffer, one framebuffer, one empty
-// vertex array, the conversion programs and the RGBA8 output texture whose name is
-// the handle; all are reused across frames and reallocated
-// only when the frame size or format changes. If upload() finds a different context
+// goes straight to the output), one framebuffer, one empty vertex array, the
+// conversion programs and the RGBA8 output texture whose name is the handle; all
+// are reused across frames and reallocated only when the frame size or format
+// changes. Planes whose rows are whole texels are uploaded from the frame's own
+// memory; the others go through a staging copy. If upload() finds a different context
 // current than before, it makes new objects there and leaves the old ones to be
 // deleted in their own context (see GlDeferredDeletion).
 std::unique_ptr<TextureBackend> makeGlTextureBackend();

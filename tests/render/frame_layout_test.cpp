@@ -2,6 +2,7 @@
 // platform-free parts of the GL path.
 
 #include <gtest/gtest.h>
+#include <algorithm>
 
 #include <cmath>
 #include <vector>
@@ -173,6 +174,37 @@ TEST(FrameLayout, I420ChromaIsInterleavedIntoOneTwoByteTexture) {
       EXPECT_EQ(got[2 * x + 1], v.data[row * v.stride + x]) << "V at " << x << "," << row;
     }
   }
+}
+
+TEST(FrameLayout, OnlyPlanesThatCannotBeReadInPlaceAreStaged) {
+  FrameLayout layout;
+  std::string problem;
+  // NV12: luma stride 13 is read in place; chroma stride 13 is not whole RG8 texels.
+  const test::TestFrame nv12 = test::makeFrame(gridSpec(PixelFormat::NV12, {3, 3}));
+  ASSERT_TRUE(describeFrame(nv12, layout, problem)) << problem;
+  EXPECT_TRUE(uploadsFromFrame(layout, 0));
+  EXPECT_FALSE(uploadsFromFrame(layout, 1));
+  std::vector<uint8_t> buffer(layout.uploadSize, 0);
+  EXPECT_TRUE(stagePlanes(nv12, layout, buffer.data()));
+  EXPECT_EQ(std::count(buffer.begin(), buffer.begin() + layout.planes[1].uploadOffset, 0),
+            static_cast<long>(layout.planes[1].uploadOffset))
+      << "the luma plane was copied";
+  const PlaneView chroma = nv12.plane(1);
+  EXPECT_TRUE(std::equal(chroma.data, chroma.data + 10,
+                         buffer.begin() + static_cast<long>(layout.planes[1].uploadOffset)));
+
+  // I420: chroma is always staged (interleaved), luma read in place.
+  const test::TestFrame i420 = test::makeFrame(gridSpec(PixelFormat::I420, {}));
+  ASSERT_TRUE(describeFrame(i420, layout, problem)) << problem;
+  EXPECT_TRUE(uploadsFromFrame(layout, 0));
+  EXPECT_FALSE(uploadsFromFrame(layout, 1));
+
+  // BGRA with rows of whole texels: nothing to stage.
+  const test::TestFrame bgra = test::makeFrame(gridSpec(PixelFormat::BGRA, {4}));
+  ASSERT_TRUE(describeFrame(bgra, layout, problem)) << problem;
+  EXPECT_TRUE(uploadsFromFrame(layout, 0));
+  buffer.assign(layout.uploadSize, 0);
+  EXPECT_FALSE(stagePlanes(bgra, layout, buffer.data()));
 }
 
 TEST(FrameLayout, MalformedFramesAreRejectedWithAReason) {
