@@ -12,6 +12,9 @@ namespace zent::test {
 namespace {
 
 std::mutex readingsMutex;
+// Guards every sink's measuring window: a sink is set up on the thread that
+// builds the pipeline and measured on its streaming thread.
+std::mutex windowMutex;
 std::condition_variable readingsChanged;
 std::vector<ToneReading> readings;
 
@@ -36,12 +39,18 @@ struct ZentToneSinkClass {
 
 G_DEFINE_TYPE(ZentToneSink, zent_tone_sink, GST_TYPE_BASE_SINK)
 
-static void zentToneSinkReset(ZentToneSink* self) {
+// Starts a new measuring window; the caller holds windowMutex.
+static void zentToneSinkResetLocked(ZentToneSink* self) {
   self->samples = 0;
   self->crossings = 0;
   self->energy = 0.0;
   self->previous = 0;
   self->windowStart = GST_CLOCK_TIME_NONE;
+}
+
+static void zentToneSinkReset(ZentToneSink* self) {
+  std::lock_guard lock(zent::test::windowMutex);
+  zentToneSinkResetLocked(self);
 }
 
 static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
@@ -57,6 +66,7 @@ static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
   if (rate <= 0 || channels <= 0) return GST_FLOW_OK;
   GstMapInfo map;
   if (!gst_buffer_map(buffer, &map, GST_MAP_READ)) return GST_FLOW_OK;
+  std::lock_guard windowLock(zent::test::windowMutex);
   const auto* data = reinterpret_cast<const int16_t*>(map.data);
   std::size_t frames = map.size / (sizeof(int16_t) * static_cast<std::size_t>(channels));
   if (!GST_CLOCK_TIME_IS_VALID(self->windowStart)) self->windowStart = GST_BUFFER_PTS(buffer);
@@ -81,7 +91,7 @@ static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
       }
       zent::test::readingsChanged.notify_all();
       GstClockTime pts = GST_BUFFER_PTS(buffer);
-      zentToneSinkReset(self);
+      zentToneSinkResetLocked(self);
       if (GST_CLOCK_TIME_IS_VALID(pts)) {
         self->windowStart = pts + gst_util_uint64_scale_int(i + 1, GST_SECOND, rate);
       }
