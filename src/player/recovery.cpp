@@ -15,7 +15,11 @@ double ZentPlayer::getBufferedTimeBeforeNetworkLost() {
     double end = ranges.front().startSeconds + ranges.front().durationSeconds;
     if (std::isfinite(end) && end > 0.0) return end * 1000.0;
   }
-  return getCurrentTime();
+  // The position itself, not getCurrentTime(): the loss being recorded has
+  // already marked the network down, so getCurrentTime() would answer the
+  // position frozen at the previous loss (0 at the first one).
+  if (refuseUnlessInitialized("Get Current Time")) return 0.0;
+  return item->currentTimeSeconds() * 1000.0;
 }
 
 void ZentPlayer::playerNetworkFailed() {

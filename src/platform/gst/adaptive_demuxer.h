@@ -2,6 +2,8 @@
 
 #include <gst/gst.h>
 
+#include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 
@@ -14,6 +16,15 @@ namespace zent {
 // content loads, so the caps are remembered and applied to it as soon as it
 // appears (deep-element-added, on a streaming thread), and to any later one.
 // Thread-safe under its own small lock; it never calls out while holding it.
+//
+// How far the content has been downloaded is read from the demuxer's own parser
+// (the parsebin inside hlsdemux2 / dashdemux2): the demuxer downloads fragments
+// into it and queues what it parsed internally, so the data it has pushed
+// downstream is only a fraction of a second ahead of playback, and its
+// current-level-time-* properties are not maintained (GStreamer 1.22 reports
+// GST_CLOCK_TIME_NONE for hlsdemux2 and 0 for dashdemux2).
+class DownloadedEnd;
+
 class AdaptiveDemuxer {
  public:
   AdaptiveDemuxer();
@@ -32,19 +43,24 @@ class AdaptiveDemuxer {
   bool present() const;
   // True when the demuxer reads HLS (its factory is hlsdemux or hlsdemux2).
   bool isHls() const;
-  // Seconds of media the demuxer holds ahead of the playback position (the larger
-  // of its video and audio levels), or nothing without a demuxer.
-  std::optional<double> bufferedAheadSeconds() const;
+  // The stream time, in seconds, up to which every audio and video stream of the
+  // content has been downloaded and parsed: the earliest start of their latest
+  // buffers (a player that drained its buffer stands at or past it), or, once all
+  // of them reached their end, the latest buffer end. Nothing without a demuxer
+  // or before any media was parsed.
+  std::optional<double> downloadedEndSeconds() const;
 
  private:
   static bool isAdaptiveDemuxer(GstElement* element);
   void applyTo(GstElement* demuxer, double bitRate, Size2D resolution) const;
   GstElement* current() const;  // a new reference or null
+  void watchParser(GstElement* parser);
 
   mutable std::mutex mutex_;
   GWeakRef demuxer_;
   double bitRate_ = 0.0;
   Size2D resolution_;
+  const std::shared_ptr<DownloadedEnd> downloaded_;
 };
 
 }  // namespace zent

@@ -91,6 +91,34 @@ bool isUnexplainedNetworkSourceError(GstMessage* error) {
   return flowError;
 }
 
+bool isNetworkError(GstMessage* error) {
+  if (GST_MESSAGE_TYPE(error) != GST_MESSAGE_ERROR) return false;
+  GstObject* source = GST_MESSAGE_SRC(error);
+  if (source == nullptr || !GST_IS_ELEMENT(source)) return false;
+  GError* gerror = nullptr;
+  gst_message_parse_error(error, &gerror, nullptr);
+  bool resourceOrFlow =
+      gerror != nullptr &&
+      (gerror->domain == GST_RESOURCE_ERROR ||
+       (gerror->domain == GST_STREAM_ERROR && gerror->code == GST_STREAM_ERROR_FAILED));
+  if (gerror != nullptr) g_error_free(gerror);
+  if (!resourceOrFlow) return false;
+  if (GST_IS_URI_HANDLER(source) &&
+      gst_uri_handler_get_uri_type(GST_URI_HANDLER(source)) == GST_URI_SRC) {
+    gchar* uri = gst_uri_handler_get_uri(GST_URI_HANDLER(source));
+    bool network =
+        uri != nullptr && (g_str_has_prefix(uri, "http://") || g_str_has_prefix(uri, "https://"));
+    g_free(uri);
+    return network;
+  }
+  // Adaptive demuxers download their fragments themselves.
+  GstElementFactory* factory = gst_element_get_factory(GST_ELEMENT(source));
+  if (factory == nullptr) return false;
+  const gchar* klass = gst_element_factory_get_metadata(factory, GST_ELEMENT_METADATA_KLASS);
+  return klass != nullptr && g_strrstr(klass, "Demuxer") != nullptr &&
+         g_object_class_find_property(G_OBJECT_GET_CLASS(source), "max-bitrate") != nullptr;
+}
+
 std::string missingElementReason(std::string_view factoryName) {
   return "no element \"" + std::string(factoryName) + "\"";
 }

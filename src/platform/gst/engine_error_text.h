@@ -23,6 +23,11 @@ std::optional<std::string> missingPluginDescription(GstMessage* message);
 // why (souphttpsrc: "Internal data stream error" from an http(s) source).
 bool isUnexplainedNetworkSourceError(GstMessage* error);
 
+// True for an error that a network outage causes: any resource or flow error of
+// an http(s) source element, or of an adaptive demuxer (hlsdemux2, dashdemux2,
+// ...), which downloads its fragments itself ("Couldn't download fragments").
+bool isNetworkError(GstMessage* error);
+
 // "no element \"name\"": the reason when a required element cannot be made.
 std::string missingElementReason(std::string_view factoryName);
 

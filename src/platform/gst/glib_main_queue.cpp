@@ -3,6 +3,7 @@
 #include <atomic>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -18,7 +19,10 @@ namespace {
 struct QueueState {
   std::mutex lifecycleMutex;  // start/stop
   std::thread thread;
-  GMainLoop* loop = nullptr;
+  // The running loop's stop request. A flag rather than g_main_loop_quit(): a
+  // quit made before the thread has entered g_main_loop_run() is forgotten, and
+  // stop() would then wait for ever.
+  std::shared_ptr<std::atomic<bool>> quit;
   std::atomic<bool> running{false};
   std::atomic<std::thread::id> threadId{};
 
@@ -74,12 +78,11 @@ void dropQueuedWork(QueueState& queue) {
   }
 }
 
-void runLoop(GMainLoop* loop) {
+void runLoop(std::shared_ptr<std::atomic<bool>> quit) {
   GMainContext* context = mainQueueContext();
   g_main_context_push_thread_default(context);
-  g_main_loop_run(loop);
+  while (!quit->load()) g_main_context_iteration(context, TRUE);
   g_main_context_pop_thread_default(context);
-  g_main_loop_unref(loop);
 }
 
 }  // namespace
@@ -94,11 +97,10 @@ void MainQueue::start() {
   std::lock_guard lock(queue.lifecycleMutex);
   if (queue.running.load()) return;
   // A loop thread that stopped itself was detached; its context ownership passes to
-  // the new loop as soon as it has finished (g_main_loop_run waits for it).
-  queue.loop = g_main_loop_new(mainQueueContext(), FALSE);
-  g_main_loop_ref(queue.loop);  // one reference for the thread, one for stop()
+  // the new loop as soon as it has finished (an iteration waits for it).
+  queue.quit = std::make_shared<std::atomic<bool>>(false);
   queue.running.store(true);
-  queue.thread = std::thread(runLoop, queue.loop);
+  queue.thread = std::thread(runLoop, queue.quit);
   queue.threadId.store(queue.thread.get_id());
 }
 
@@ -109,9 +111,9 @@ void MainQueue::stop() {
     std::lock_guard lock(queue.lifecycleMutex);
     if (!queue.running.load()) return;
     queue.running.store(false);
-    g_main_loop_quit(queue.loop);
-    g_main_loop_unref(queue.loop);
-    queue.loop = nullptr;
+    queue.quit->store(true);
+    g_main_context_wakeup(mainQueueContext());
+    queue.quit.reset();
     thread = std::move(queue.thread);
     queue.threadId.store(std::thread::id{});
   }

@@ -72,12 +72,16 @@ std::optional<double> GstPlayerItem::currentDateEpochSeconds() const {
 std::vector<TimeRange> GstPlayerItem::loadedTimeRanges() const {
   std::vector<TimeRange> ranges;
   if (pipeline_ == nullptr) return ranges;
-  // Adaptive streams: the demuxer knows how far ahead of the position it holds.
-  if (auto ahead = demuxer_->bufferedAheadSeconds()) {
-    ranges.push_back({currentTimeSeconds(), *ahead});
+  double duration = durationSeconds();
+  // Adaptive streams: from the position up to where the demuxer has downloaded;
+  // nothing while it has not parsed any media yet.
+  if (demuxer_->present()) {
+    if (auto end = demuxer_->downloadedEndSeconds()) {
+      double position = currentTimeSeconds();
+      ranges.push_back({position, std::max(0.0, *end - position)});
+    }
     return ranges;
   }
-  double duration = durationSeconds();
   GstQuery* query = gst_query_new_buffering(GST_FORMAT_TIME);
   if (gst_element_query(pipeline_, query)) {
     GstFormat format = GST_FORMAT_UNDEFINED;

@@ -11,6 +11,7 @@
 #include "platform/gst/thread_handoff.h"
 #include "platform/gst_id3_tap.h"
 #include "support/deferred_delivery.h"
+#include "support/internet_reachability.h"
 #include "support/logger.h"
 #include "support/main_queue.h"
 
@@ -24,6 +25,8 @@ using ItemRef = std::weak_ptr<GstPlayerItem>;
 
 // How long readiness waits for an HLS item's playlists to be read.
 constexpr guint kManifestWaitMs = 5000;
+// How often an item holding a network error looks for the network's return.
+constexpr guint kNetworkReturnPollMs = 250;
 
 GstElement* makeAppSink(const char* name, const char* caps) {
   GstElement* sink = gst_element_factory_make("appsink", name);
@@ -110,6 +113,10 @@ void GstPlayerItem::build() {
 }
 
 GstPlayerItem::~GstPlayerItem() {
+  if (returnWatch_ != nullptr) {
+    g_source_destroy(returnWatch_);
+    g_source_unref(returnWatch_);
+  }
   if (busWatch_ != nullptr) {
     g_source_destroy(busWatch_);
     g_source_unref(busWatch_);
@@ -411,6 +418,14 @@ void GstPlayerItem::onError(GstMessage* message) {
     explain = isUnexplainedNetworkSourceError(message);
     failurePending_ = explain;
   }
+  if (isNetworkError(message) && !InternetReachability::shared().isConnected()) {
+    {
+      LibraryLock lock(stateMutex_);
+      failurePending_ = false;
+    }
+    holdUntilNetworkReturns(reason);
+    return;
+  }
   if (!explain) {
     fail(reason);
     notifyStatus(ItemStatus::Failed);
@@ -424,9 +439,50 @@ void GstPlayerItem::onError(GstMessage* message) {
   probeConnection(sourceUri, [weak, reason](std::string cause) {
     auto item = weak.lock();
     if (!item) return;
+    if (!InternetReachability::shared().isConnected()) {
+      // The network went while the cause was being looked for.
+      {
+        LibraryLock lock(item->stateMutex_);
+        item->failurePending_ = false;
+      }
+      item->holdUntilNetworkReturns(cause.empty() ? reason : cause);
+      return;
+    }
     item->fail(cause.empty() ? reason : cause + " (" + reason + ")");
     item->notifyStatus(ItemStatus::Failed);
   });
+}
+
+void GstPlayerItem::holdUntilNetworkReturns(const std::string& reason) {
+  if (returnWatch_ != nullptr) return;  // already waiting
+  Logger::log(LogLevel::WARNING,
+              "Media engine: " + url_ + ": " + reason + "; waiting for the network to return");
+  returnWatch_ = g_timeout_source_new(kNetworkReturnPollMs);
+  g_source_set_callback(returnWatch_, checkNetworkReturned,
+                        newCallbackData(ItemRef(weak_from_this())),
+                        [](gpointer data) { deleteCallbackData<ItemRef>(data); });
+  g_source_attach(returnWatch_, mainQueueContext());
+}
+
+gboolean GstPlayerItem::checkNetworkReturned(gpointer self) {
+  std::shared_ptr<GstPlayerItem> item = callbackData<ItemRef>(self).lock();
+  if (!item) return G_SOURCE_REMOVE;
+  if (!InternetReachability::shared().isConnected()) return G_SOURCE_CONTINUE;
+  item->resumeAfterNetworkReturn();
+  return G_SOURCE_REMOVE;
+}
+
+void GstPlayerItem::resumeAfterNetworkReturn() {
+  if (returnWatch_ != nullptr) {
+    g_source_unref(returnWatch_);  // the context drops its own reference as we return
+    returnWatch_ = nullptr;
+  }
+  LibraryLock lock(transportMutex_);
+  if (pipeline_ == nullptr) return;
+  Logger::log(LogLevel::INFO, "Media engine: " + url_ + ": the network is back; loading again");
+  // The downloads stopped at the error; a flushing seek to where playback stands
+  // starts them again. Before the first preroll the pending seek does it.
+  if (prerolled_) seekLocked(positionLocked(), segmentRate_, true);
 }
 
 void GstPlayerItem::onBuffering(GstMessage* message) {
@@ -436,7 +492,10 @@ void GstPlayerItem::onBuffering(GstMessage* message) {
   if (live_) return;
   buffering_ = percent < 100;
   // Playing on with a starved buffer stutters: wait in PAUSED until it is full.
-  if (buffering_ && targetPlaying_ && !bufferingPaused_) {
+  // Not while the network is down: nothing refills the buffer then, so what is
+  // buffered plays out to its end instead of waiting.
+  if (buffering_ && targetPlaying_ && !bufferingPaused_ &&
+      InternetReachability::shared().isConnected()) {
     bufferingPaused_ = true;
     gst_element_set_state(pipeline_, GST_STATE_PAUSED);
   } else if (!buffering_ && bufferingPaused_) {

@@ -89,6 +89,12 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   void onTags(GstMessage* message);
   void onStreamCollection(GstMessage* message);
   void onStreamsSelected(GstMessage* message);
+  // A network error while the network is down does not fail the item: playback
+  // runs on from what is buffered, and once the path is back the item reloads
+  // from its position (a flushing seek restarts the downloads). Main queue only.
+  void holdUntilNetworkReturns(const std::string& reason);
+  void resumeAfterNetworkReturn();
+  static gboolean checkNetworkReturned(gpointer self);
   void notifyStatus(ItemStatus status);
   void notifyEnd();
   // HLS: reads the playlists for rendition names and dates (once).
@@ -115,6 +121,7 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   GstElement* pipeline_ = nullptr;
   GstBus* bus_ = nullptr;
   GSource* busWatch_ = nullptr;
+  GSource* returnWatch_ = nullptr;  // while a network error is held; main queue only
 
   // Outputs the item keeps alive while attached (the relay holds them too).
   std::vector<std::shared_ptr<VideoOutput>> videoOutputs_;
