@@ -43,7 +43,7 @@ void BridgePlayer::HandleNetworkFailed() {
     if (!players[i]) {
       reportBrokenInvariant("HandleNetworkFailed",
                             "slot " + std::to_string(i) + " holds no player");
-      continue;
+      return;
     }
     players[i]->playerNetworkFailed();
   }
