@@ -54,9 +54,10 @@ std::string languageDisplayName(const std::string& code) {
 std::string bcp47Tag(const std::string& code) {
   const Language* language = find(code);
   if (!language) return code;
+  std::string tag = language->twoLetter;
   auto dash = code.find_first_of("-_");
-  std::string region = dash == std::string::npos ? "" : "-" + code.substr(dash + 1);
-  return language->twoLetter + region;
+  if (dash != std::string::npos) tag.append("-").append(code, dash + 1, std::string::npos);
+  return tag;
 }
 
 }  // namespace zent
