@@ -72,15 +72,15 @@ class RepeatingOutput : public VideoOutput {
 };
 
 std::shared_ptr<PixelBuffer> fullHdFrame(PixelFormat format) {
-  test::FrameSpec spec;
-  spec.format = format;
-  spec.width = 1920;
-  spec.height = 1080;
-  spec.matrix = ColorMatrix::BT709;
-  spec.range = ColorRange::Limited;
-  spec.columns = 4;
-  spec.cells = test::eightColours();
-  return std::make_shared<test::TestFrame>(test::makeFrame(spec));
+  test::FrameSpec recipe;
+  recipe.format = format;
+  recipe.width = 1920;
+  recipe.height = 1080;
+  recipe.matrix = ColorMatrix::BT709;
+  recipe.range = ColorRange::Limited;
+  recipe.columns = 4;
+  recipe.cells = test::eightColours();
+  return std::make_shared<test::TestFrame>(test::makeFrame(recipe));
 }
 
 double percentile(std::vector<double> samples, double p) {

@@ -66,13 +66,13 @@ TEST(YuvToRgbCoefficients, KnownReferenceValues) {
 TEST(YuvToRgbCoefficients, RoundTripsEveryMatrixAndRange) {
   for (ColorMatrix matrix : {ColorMatrix::BT601, ColorMatrix::BT709}) {
     for (ColorRange range : {ColorRange::Limited, ColorRange::Full}) {
-      FrameSpec spec;
-      spec.matrix = matrix;
-      spec.range = range;
+      FrameSpec recipe;
+      recipe.matrix = matrix;
+      recipe.range = range;
       const YuvToRgb m = yuvToRgbCoefficients(matrix, range);
       for (Rgb colour : test::eightColours()) {
         uint8_t y, u, v;
-        test::encodeYuv(spec, colour, y, u, v);
+        test::encodeYuv(recipe, colour, y, u, v);
         expectNear(applyCoefficients(m, y, u, v), colour, 2);
       }
     }
@@ -80,14 +80,14 @@ TEST(YuvToRgbCoefficients, RoundTripsEveryMatrixAndRange) {
 }
 
 FrameSpec gridSpec(PixelFormat format, std::vector<int32_t> padding) {
-  FrameSpec spec;
-  spec.format = format;
-  spec.width = 10;
-  spec.height = 6;
-  spec.padding = std::move(padding);
-  spec.columns = 2;
-  spec.cells = {{255, 0, 0}, {0, 0, 255}};
-  return spec;
+  FrameSpec recipe;
+  recipe.format = format;
+  recipe.width = 10;
+  recipe.height = 6;
+  recipe.padding = std::move(padding);
+  recipe.columns = 2;
+  recipe.cells = {{255, 0, 0}, {0, 0, 255}};
+  return recipe;
 }
 
 TEST(FrameLayout, PlanesOfEachFormat) {

@@ -66,13 +66,13 @@ Readback readTexture(GLuint texture, int width, int height) {
 }
 
 // Checks the centre of every cell of the grid against its colour.
-void expectGrid(const Readback& r, const FrameSpec& spec, const std::string& label) {
-  const int rows = test::gridRows(spec);
+void expectGrid(const Readback& r, const FrameSpec& recipe, const std::string& label) {
+  const int rows = test::gridRows(recipe);
   for (int row = 0; row < rows; ++row) {
-    for (int column = 0; column < spec.columns; ++column) {
-      const int x = (2 * column + 1) * spec.width / (2 * spec.columns);
-      const int y = (2 * row + 1) * spec.height / (2 * rows);
-      const Rgb want = test::colourAt(spec, x, y);
+    for (int column = 0; column < recipe.columns; ++column) {
+      const int x = (2 * column + 1) * recipe.width / (2 * recipe.columns);
+      const int y = (2 * row + 1) * recipe.height / (2 * rows);
+      const Rgb want = test::colourAt(recipe, x, y);
       const Rgb got = r.at(x, y);
       EXPECT_NEAR(got.r, want.r, kTolerance) << label << " cell " << row << "," << column;
       EXPECT_NEAR(got.g, want.g, kTolerance) << label << " cell " << row << "," << column;
@@ -93,31 +93,31 @@ std::string describe(const FrameSpec& s) {
 }
 
 FrameSpec gridFrame(PixelFormat format, ColorMatrix matrix, ColorRange range) {
-  FrameSpec spec;
-  spec.format = format;
-  spec.width = 64;
-  spec.height = 32;
-  spec.matrix = matrix;
-  spec.range = range;
-  spec.columns = 4;
-  spec.cells = test::eightColours();
+  FrameSpec recipe;
+  recipe.format = format;
+  recipe.width = 64;
+  recipe.height = 32;
+  recipe.matrix = matrix;
+  recipe.range = range;
+  recipe.columns = 4;
+  recipe.cells = test::eightColours();
   // Odd paddings: luma rows of 77 bytes, chroma rows of 39 (I420) or 69 (NV12, not
   // a whole number of two-byte texels), BGRA rows not a multiple of four bytes.
   switch (format) {
     case PixelFormat::I420:
-      spec.padding = {13, 7, 9};
+      recipe.padding = {13, 7, 9};
       break;
     case PixelFormat::NV12:
-      spec.padding = {13, 5};
+      recipe.padding = {13, 5};
       break;
     case PixelFormat::BGRA:
-      spec.padding = {6};
+      recipe.padding = {6};
       break;
     case PixelFormat::RGBA:
-      spec.padding = {8};
+      recipe.padding = {8};
       break;
   }
-  return spec;
+  return recipe;
 }
 
 class GlTextureBackendTest : public ::testing::TestWithParam<GlApi> {
@@ -137,10 +137,10 @@ class GlTextureBackendTest : public ::testing::TestWithParam<GlApi> {
     EXPECT_EQ(GlDeferredDeletion::pendingCount(), 0u);
   }
 
-  GLuint upload(const FrameSpec& spec) {
-    const test::TestFrame frame = test::makeFrame(spec);
+  GLuint upload(const FrameSpec& recipe) {
+    const test::TestFrame frame = test::makeFrame(recipe);
     const auto handle = static_cast<GLuint>(backend->upload(frame));
-    EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR}) << describe(spec);
+    EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR}) << describe(recipe);
     return handle;
   }
 
@@ -154,10 +154,10 @@ TEST_P(GlTextureBackendTest, ConvertsEveryFormatMatrixAndRange) {
        {PixelFormat::I420, PixelFormat::NV12, PixelFormat::BGRA, PixelFormat::RGBA}) {
     for (ColorMatrix matrix : {ColorMatrix::BT601, ColorMatrix::BT709}) {
       for (ColorRange range : {ColorRange::Limited, ColorRange::Full}) {
-        const FrameSpec spec = gridFrame(format, matrix, range);
-        const GLuint texture = upload(spec);
-        ASSERT_NE(texture, 0u) << describe(spec);
-        expectGrid(readTexture(texture, spec.width, spec.height), spec, describe(spec));
+        const FrameSpec recipe = gridFrame(format, matrix, range);
+        const GLuint texture = upload(recipe);
+        ASSERT_NE(texture, 0u) << describe(recipe);
+        expectGrid(readTexture(texture, recipe.width, recipe.height), recipe, describe(recipe));
       }
     }
   }
@@ -165,12 +165,12 @@ TEST_P(GlTextureBackendTest, ConvertsEveryFormatMatrixAndRange) {
 
 TEST_P(GlTextureBackendTest, OddSizedFramesConvertWithTheirChromaInPlace) {
   for (PixelFormat format : {PixelFormat::I420, PixelFormat::NV12}) {
-    FrameSpec spec = gridFrame(format, ColorMatrix::BT601, ColorRange::Limited);
-    spec.width = 63;
-    spec.height = 35;
-    const GLuint texture = upload(spec);
+    FrameSpec recipe = gridFrame(format, ColorMatrix::BT601, ColorRange::Limited);
+    recipe.width = 63;
+    recipe.height = 35;
+    const GLuint texture = upload(recipe);
     ASSERT_NE(texture, 0u);
-    expectGrid(readTexture(texture, spec.width, spec.height), spec, describe(spec));
+    expectGrid(readTexture(texture, recipe.width, recipe.height), recipe, describe(recipe));
   }
 }
 
@@ -182,10 +182,10 @@ TEST_P(GlTextureBackendTest, FullHdFrameGivesAFullHdTextureThroughTheRenderer) {
   auto scripted = std::make_shared<test::ScriptedVideoOutput>();
   std::shared_ptr<VideoOutput> output = scripted;
 
-  FrameSpec spec = gridFrame(PixelFormat::I420, ColorMatrix::BT709, ColorRange::Limited);
-  spec.width = 1920;
-  spec.height = 1080;
-  scripted->frames.push_back(std::make_shared<test::TestFrame>(test::makeFrame(spec)));
+  FrameSpec recipe = gridFrame(PixelFormat::I420, ColorMatrix::BT709, ColorRange::Limited);
+  recipe.width = 1920;
+  recipe.height = 1080;
+  scripted->frames.push_back(std::make_shared<test::TestFrame>(test::makeFrame(recipe)));
   const auto texture = static_cast<GLuint>(renderer.getTexture(3.0, item, output, engine));
   ASSERT_NE(texture, 0u);
   EXPECT_EQ(renderer.videoSize, (VideoSizeInfo{1080, 1920}));
@@ -201,7 +201,7 @@ TEST_P(GlTextureBackendTest, FullHdFrameGivesAFullHdTextureThroughTheRenderer) {
     EXPECT_EQ(height, 1080);
   }
   const Readback r = readTexture(texture, 1920, 1080);
-  expectGrid(r, spec, "1080p");
+  expectGrid(r, recipe, "1080p");
   // The corners carry their cells' colours: top-left red, bottom-right skin tone.
   EXPECT_NEAR(r.at(0, 0).r, 255, kTolerance);
   EXPECT_NEAR(r.at(1919, 1079).r, 200, kTolerance);
@@ -209,16 +209,16 @@ TEST_P(GlTextureBackendTest, FullHdFrameGivesAFullHdTextureThroughTheRenderer) {
 }
 
 TEST_P(GlTextureBackendTest, TexturesAreReusedAndResizedOnlyWhenTheFrameChanges) {
-  FrameSpec spec = gridFrame(PixelFormat::NV12, ColorMatrix::BT709, ColorRange::Limited);
-  const GLuint first = upload(spec);
-  std::swap(spec.cells[0], spec.cells[7]);
-  const GLuint second = upload(spec);
+  FrameSpec recipe = gridFrame(PixelFormat::NV12, ColorMatrix::BT709, ColorRange::Limited);
+  const GLuint first = upload(recipe);
+  std::swap(recipe.cells[0], recipe.cells[7]);
+  const GLuint second = upload(recipe);
   EXPECT_EQ(second, first);
-  expectGrid(readTexture(second, spec.width, spec.height), spec, "second frame");
+  expectGrid(readTexture(second, recipe.width, recipe.height), recipe, "second frame");
 
-  spec.width = 32;
-  spec.height = 16;
-  const GLuint smaller = upload(spec);
+  recipe.width = 32;
+  recipe.height = 16;
+  const GLuint smaller = upload(recipe);
   ASSERT_NE(smaller, 0u);
   if (!gl->gles() || epoxy_gl_version() >= 31) {
     GLint width = 0;
@@ -227,7 +227,7 @@ TEST_P(GlTextureBackendTest, TexturesAreReusedAndResizedOnlyWhenTheFrameChanges)
     glBindTexture(GL_TEXTURE_2D, 0);
     EXPECT_EQ(width, 32);
   }
-  expectGrid(readTexture(smaller, 32, 16), spec, "smaller frame");
+  expectGrid(readTexture(smaller, 32, 16), recipe, "smaller frame");
 
   const FrameSpec bgra = gridFrame(PixelFormat::BGRA, ColorMatrix::BT709, ColorRange::Full);
   expectGrid(readTexture(upload(bgra), bgra.width, bgra.height), bgra, "format change");
@@ -289,8 +289,8 @@ TEST_P(GlTextureBackendTest, HostStateIsRestored) {
 
   // Every kind of pass: planes plus conversion, and the direct RGBA upload.
   for (PixelFormat format : {PixelFormat::I420, PixelFormat::RGBA}) {
-    const FrameSpec spec = gridFrame(format, ColorMatrix::BT601, ColorRange::Full);
-    ASSERT_NE(upload(spec), 0u);
+    const FrameSpec recipe = gridFrame(format, ColorMatrix::BT601, ColorRange::Full);
+    ASSERT_NE(upload(recipe), 0u);
 
     auto integer = [](GLenum name) {
       GLint value = 0;
@@ -329,10 +329,10 @@ TEST_P(GlTextureBackendTest, HostStateIsRestored) {
   glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
   glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
   glPixelStorei(GL_UNPACK_SKIP_ROWS, 0);
-  const FrameSpec spec = gridFrame(PixelFormat::NV12, ColorMatrix::BT601, ColorRange::Full);
+  const FrameSpec recipe = gridFrame(PixelFormat::NV12, ColorMatrix::BT601, ColorRange::Full);
   glBindBuffer(GL_PIXEL_UNPACK_BUFFER, pbo);
-  const GLuint texture = upload(spec);
-  expectGrid(readTexture(texture, spec.width, spec.height), spec, "under host state");
+  const GLuint texture = upload(recipe);
+  expectGrid(readTexture(texture, recipe.width, recipe.height), recipe, "under host state");
 
   glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
   glDeleteSamplers(1, &sampler);
@@ -346,8 +346,8 @@ TEST_P(GlTextureBackendTest, HostStateIsRestored) {
 
 TEST_P(GlTextureBackendTest, NoCurrentContextGivesNullAndOneErrorLinePerStretch) {
   LogCapture logs;
-  const FrameSpec spec = gridFrame(PixelFormat::I420, ColorMatrix::BT709, ColorRange::Limited);
-  const test::TestFrame frame = test::makeFrame(spec);
+  const FrameSpec recipe = gridFrame(PixelFormat::I420, ColorMatrix::BT709, ColorRange::Limited);
+  const test::TestFrame frame = test::makeFrame(recipe);
   ASSERT_NE(backend->upload(frame), 0u);
 
   EglContext::releaseCurrent();
@@ -369,26 +369,26 @@ TEST_P(GlTextureBackendTest, NoCurrentContextGivesNullAndOneErrorLinePerStretch)
 
 TEST_P(GlTextureBackendTest, MalformedFrameIsRefusedWithOneErrorLine) {
   LogCapture logs;
-  FrameSpec spec = gridFrame(PixelFormat::I420, ColorMatrix::BT709, ColorRange::Limited);
-  test::TestFrame broken = test::makeFrame(spec);
+  FrameSpec recipe = gridFrame(PixelFormat::I420, ColorMatrix::BT709, ColorRange::Limited);
+  test::TestFrame broken = test::makeFrame(recipe);
   broken.planes_[1].stride = 3;
   for (int i = 0; i < 3; ++i) EXPECT_EQ(backend->upload(broken), 0u);
   EXPECT_EQ(logs.count(LogLevel::ERROR, "stride of 3"), 1);
   // The backend is still usable.
-  const GLuint texture = upload(spec);
-  expectGrid(readTexture(texture, spec.width, spec.height), spec, "after a bad frame");
+  const GLuint texture = upload(recipe);
+  expectGrid(readTexture(texture, recipe.width, recipe.height), recipe, "after a bad frame");
 }
 
 TEST_P(GlTextureBackendTest, AnotherContextGetsItsOwnObjectsAndOldOnesWaitForTheirContext) {
-  const FrameSpec spec = gridFrame(PixelFormat::NV12, ColorMatrix::BT601, ColorRange::Limited);
-  const GLuint inFirst = upload(spec);
+  const FrameSpec recipe = gridFrame(PixelFormat::NV12, ColorMatrix::BT601, ColorRange::Limited);
+  const GLuint inFirst = upload(recipe);
   ASSERT_NE(inFirst, 0u);
 
   other = EglContext::create(GetParam());
   ASSERT_NE(other, nullptr) << EglContext::lastError();
-  const GLuint inSecond = upload(spec);
+  const GLuint inSecond = upload(recipe);
   ASSERT_NE(inSecond, 0u);
-  expectGrid(readTexture(inSecond, spec.width, spec.height), spec, "second context");
+  expectGrid(readTexture(inSecond, recipe.width, recipe.height), recipe, "second context");
   // The first context's objects could not be deleted from here.
   EXPECT_GT(GlDeferredDeletion::pendingCount(), 0u);
 
@@ -407,22 +407,22 @@ TEST_P(GlTextureBackendTest, AnotherContextGetsItsOwnObjectsAndOldOnesWaitForThe
 
 TEST_P(GlTextureBackendTest, BackendFreedOnAnotherThreadIsDeletedOnTheNextCallInItsContext) {
   // A stream removed from the host's main thread while its render thread goes on.
-  const FrameSpec spec = gridFrame(PixelFormat::BGRA, ColorMatrix::BT601, ColorRange::Full);
-  const GLuint texture = upload(spec);
+  const FrameSpec recipe = gridFrame(PixelFormat::BGRA, ColorMatrix::BT601, ColorRange::Full);
+  const GLuint texture = upload(recipe);
   auto next = makeGlTextureBackend();
   std::thread mainThread([doomed = std::move(backend)]() mutable { doomed.reset(); });
   mainThread.join();
   EXPECT_EQ(GlDeferredDeletion::pendingCount(), 1u);
   EXPECT_TRUE(glIsTexture(texture));
 
-  EXPECT_NE(next->upload(test::makeFrame(spec)), 0u);
+  EXPECT_NE(next->upload(test::makeFrame(recipe)), 0u);
   EXPECT_EQ(GlDeferredDeletion::pendingCount(), 0u);
   EXPECT_FALSE(glIsTexture(texture));
 }
 
 TEST_P(GlTextureBackendTest, ObjectsWaitingForAnotherContextAreLeftAlone) {
-  const FrameSpec spec = gridFrame(PixelFormat::I420, ColorMatrix::BT601, ColorRange::Full);
-  const GLuint texture = upload(spec);
+  const FrameSpec recipe = gridFrame(PixelFormat::I420, ColorMatrix::BT601, ColorRange::Full);
+  const GLuint texture = upload(recipe);
   EglContext::releaseCurrent();
   backend.reset();
   ASSERT_EQ(GlDeferredDeletion::pendingCount(), 1u);
@@ -431,7 +431,7 @@ TEST_P(GlTextureBackendTest, ObjectsWaitingForAnotherContextAreLeftAlone) {
   other = EglContext::create(GetParam());
   ASSERT_NE(other, nullptr) << EglContext::lastError();
   auto elsewhere = makeGlTextureBackend();
-  EXPECT_NE(elsewhere->upload(test::makeFrame(spec)), 0u);
+  EXPECT_NE(elsewhere->upload(test::makeFrame(recipe)), 0u);
   EXPECT_EQ(GlDeferredDeletion::pendingCount(), 1u);
   elsewhere.reset();
 
@@ -457,8 +457,8 @@ struct ReusedHandle {
 
 TEST_P(GlTextureBackendTest, ContextReplacedAtTheSameAddressIsNoticed) {
   LogCapture logs;
-  const FrameSpec spec = gridFrame(PixelFormat::NV12, ColorMatrix::BT709, ColorRange::Full);
-  ASSERT_NE(upload(spec), 0u);
+  const FrameSpec recipe = gridFrame(PixelFormat::NV12, ColorMatrix::BT709, ColorRange::Full);
+  ASSERT_NE(upload(recipe), 0u);
 
   // The host destroys its context and makes a new one under the same handle; our
   // objects went with the old context.
@@ -474,10 +474,10 @@ TEST_P(GlTextureBackendTest, ContextReplacedAtTheSameAddressIsNoticed) {
 
   EXPECT_FALSE(backend->contextReady());
   EXPECT_EQ(logs.count(LogLevel::WARNING, "the OpenGL context was replaced"), 1);
-  const GLuint texture = upload(spec);
+  const GLuint texture = upload(recipe);
   ASSERT_NE(texture, 0u);
   EXPECT_TRUE(backend->contextReady());
-  expectGrid(readTexture(texture, spec.width, spec.height), spec, "new context");
+  expectGrid(readTexture(texture, recipe.width, recipe.height), recipe, "new context");
   backend.reset();
   EXPECT_FALSE(glIsTexture(texture));
   EXPECT_EQ(GlDeferredDeletion::pendingCount(), 0u);

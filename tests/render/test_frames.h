@@ -71,7 +71,7 @@ inline Rgb colourAt(const FrameSpec& s, int x, int y) {
   return s.cells[static_cast<std::size_t>(cellRow(s, y) * s.columns + cellColumn(s, x))];
 }
 
-// Y', Cb, Cr of a colour, each quantised to 8 bits for the spec's matrix and range.
+// Y', Cb, Cr of a colour, each quantised to 8 bits for the recipe's matrix and range.
 inline void encodeYuv(const FrameSpec& s, Rgb c, uint8_t& y, uint8_t& u, uint8_t& v) {
   const double kr = s.matrix == ColorMatrix::BT709 ? 0.2126 : 0.299;
   const double kb = s.matrix == ColorMatrix::BT709 ? 0.0722 : 0.114;

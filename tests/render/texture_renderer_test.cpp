@@ -23,13 +23,13 @@ using test::ScriptedVideoOutput;
 using test::VideoOutputEngine;
 
 std::shared_ptr<PixelBuffer> frameOfSize(int32_t width, int32_t height) {
-  test::FrameSpec spec;
-  spec.format = PixelFormat::I420;
-  spec.width = width;
-  spec.height = height;
-  spec.columns = 1;
-  spec.cells = {{10, 20, 30}};
-  return std::make_shared<test::TestFrame>(test::makeFrame(spec));
+  test::FrameSpec recipe;
+  recipe.format = PixelFormat::I420;
+  recipe.width = width;
+  recipe.height = height;
+  recipe.columns = 1;
+  recipe.cells = {{10, 20, 30}};
+  return std::make_shared<test::TestFrame>(test::makeFrame(recipe));
 }
 
 class TextureRendererTest : public ::testing::Test {
