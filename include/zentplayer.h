@@ -36,9 +36,9 @@ extern "C" {
 
 /* Listener: (isError, playerIndex, type, param1, param2, param3, param4, stringInfo).
  * stringInfo is valid only during the call; copy it to keep it. */
-typedef void (*ZentPlayerListener)(bool isError, int32_t playerIndex, int32_t type,
-                                   int32_t param1, int32_t param2, int32_t param3,
-                                   int32_t param4, const char* stringInfo);
+typedef void (*ZentPlayerListener)(bool isError, int32_t playerIndex, int32_t type, int32_t param1,
+                                   int32_t param2, int32_t param3, int32_t param4,
+                                   const char* stringInfo);
 
 /* Log sink: level 0 DEBUG .. 3 ERROR, the whole line without its newline. */
 typedef void (*ZentPlayerLogCallback)(int32_t level, const char* line);
