@@ -73,6 +73,20 @@ TEST_F(LifecycleTest, ItemReleasedWhileLoadingIsNeverReported) {
   EXPECT_TRUE(recorder->statuses().empty());
 }
 
+TEST_F(LifecycleTest, ALoadThatStallsBeforeItsFirstFrameIsStartedAgain) {
+  server_.setPaused(true);  // the source reads nothing: loading makes no progress
+  Playback p = open(*engine_, server_.url(test::mp4_720p()));
+  ASSERT_TRUE(server_.waitForRequests(test::mp4_720p(), 1, 10s));
+  // The stalled load is started afresh: the file is asked for again.
+  EXPECT_TRUE(server_.waitForRequests(test::mp4_720p(), 2, 20s));
+  EXPECT_EQ(p.item->status(), ItemStatus::Unknown);
+  server_.setPaused(false);
+  EXPECT_EQ(p.item->waitUntilResolved(30.0, nullptr), ItemStatus::ReadyToPlay)
+      << p.item->failureReason();
+  ASSERT_TRUE(p.delegate->waitForStatus(ItemStatus::ReadyToPlay, 5s));
+  EXPECT_EQ(p.delegate->statuses(), std::vector<ItemStatus>{ItemStatus::ReadyToPlay});
+}
+
 TEST_F(LifecycleTest, WaitingForTheStatusHonoursTimeoutAndCancellation) {
   server_.setPaused(true);
   Playback p = open(*engine_, server_.url(test::mp4_720p()));

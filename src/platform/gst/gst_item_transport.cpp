@@ -31,6 +31,7 @@ void GstPlayerItem::attach() {
     });
     return;
   }
+  watchPreroll(0);
   if (HlsManifestSnapshot::looksLikeHls(url_)) startManifestSnapshot();
 }
 

@@ -102,6 +102,9 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   void onManifestSnapshotFinished();
   bool readyDeferredNow() const;
   void becomeReady();
+  // Restarts a load that stalled before the first preroll (main queue).
+  void watchPreroll(int attempt);
+  void checkPreroll(int attempt);
 
   // Transport helpers; transportMutex_ held.
   void seekLocked(GstClockTime position, double rate, bool accurate);
@@ -133,8 +136,10 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   bool targetPlaying_ = false;
   bool bufferingPaused_ = false;
   bool buffering_ = false;
-  double desiredRate_ = 1.0;                 // the rate the next play() or seek uses
-  double segmentRate_ = 1.0;                 // the rate of the segment the pipeline plays
+  double desiredRate_ = 1.0;  // the rate the next play() or seek uses
+  double segmentRate_ = 1.0;  // the rate of the segment the pipeline plays
+  int prerollAttempt_ = 0;    // restarts of a load that stalled before prerolling
+  int64_t bytesAtLastPrerollCheck_ = 0;
   std::optional<GstClockTime> pendingSeek_;  // asked for before the pipeline prerolled
   bool pendingSeekAccurate_ = true;
   std::optional<GstClockTime> seekTarget_;  // a seek on its way; reported as the position

@@ -35,4 +35,14 @@ std::optional<double> SourceProgress::fractionRead() const {
   return std::clamp(static_cast<double>(read) / static_cast<double>(total), 0.0, 1.0);
 }
 
+std::optional<int64_t> SourceProgress::bytesRead() const {
+  auto* source = static_cast<GstElement*>(g_weak_ref_get(&source_));
+  if (source == nullptr) return std::nullopt;
+  gint64 read = -1;
+  bool known = gst_element_query_position(source, GST_FORMAT_BYTES, &read) && read >= 0;
+  gst_object_unref(source);
+  if (!known) return std::nullopt;
+  return read;
+}
+
 }  // namespace zent

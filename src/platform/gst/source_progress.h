@@ -2,6 +2,7 @@
 
 #include <gst/gst.h>
 
+#include <cstdint>
 #include <optional>
 
 namespace zent {
@@ -21,6 +22,8 @@ class SourceProgress {
   void sourceCreated(GstElement* source);
   // Bytes read / bytes in the resource, in 0..1, or nothing when either is unknown.
   std::optional<double> fractionRead() const;
+  // Bytes the network source has read so far, or nothing when unknown.
+  std::optional<int64_t> bytesRead() const;
 
  private:
   mutable GWeakRef source_;
