@@ -82,6 +82,9 @@ TEST_F(TextureTest, AFullHdStreamGivesAFullHdTextureAndSize) {
 
 TEST_F(TextureTest, CleaningDropsTheHandleAndAPausedPlayerHasNone) {
   ASSERT_NE(playUntilTexture(mp4_720p()), 0u) << describe();
+  // A frame every 333 ms, so that a clean and the next call fall between two
+  // frames even where converting one takes long (software GL under sanitizers).
+  api().NativeSetPlaybackSpeed(0, 0.1f);
   // Without a new frame in between, the cleaned handle is not handed out again.
   bool sawNull = false;
   for (int attempt = 0; attempt < 20 && !sawNull; ++attempt) {
