@@ -238,17 +238,16 @@ std::string muxedSubtitles(const ScopedTempDir& dir, const std::string& name,
   return out;
 }
 
-// Open: through the player, a local Matroska file's SubRip track is not listed
-// (caption count 0) and raises no event, though the engine lists and delivers it
-// (tests/engine/captions_test.cpp).
-TEST_F(RenditionsTest, DISABLED_CaptionsMuxedInMatroskaReachTheHostWhole) {
+// Text tracks muxed into the file: MP4 timed text and SubRip in Matroska. (WebVTT
+// in Matroska is left out: GStreamer 1.22's matroskademux exposes it as an
+// unknown subtitle format that nothing decodes.)
+TEST_F(RenditionsTest, CaptionsMuxedInTheFileReachTheHostWhole) {
   ScopedTempDir dir;
   struct Case {
     const char* file;
     const char* codec;
   };
-  for (const Case& c :
-       {Case{"movtext.mp4", "mov_text"}, Case{"webvtt.mkv", "webvtt"}, Case{"srt.mkv", "srt"}}) {
+  for (const Case& c : {Case{"movtext.mp4", "mov_text"}, Case{"srt.mkv", "srt"}}) {
     SCOPED_TRACE(c.file);
     std::string file = muxedSubtitles(dir, c.file, c.codec);
     api().NativeShutdown();
