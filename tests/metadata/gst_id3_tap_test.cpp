@@ -10,10 +10,10 @@
 #include <memory>
 #include <mutex>
 
-#include "metadata/loopback_http_server.h"
 #include "metadata/metadata_delegate.h"
 #include "metadata/temp_dir.h"
 #include "metadata/timed_id3_hls.h"
+#include "support/http_server.h"
 
 namespace zent {
 namespace {
@@ -106,7 +106,7 @@ class GstId3TapTest : public ::testing::Test {
     dir_ = new testing::TempDir;
     ts_ = new testing::Id3HlsStream(testing::makeTimedId3Hls(dir_->path() / "ts"));
     packed_ = new testing::Id3HlsStream(testing::makePackedAudioId3Hls(dir_->path() / "packed"));
-    server_ = new testing::LoopbackHttpServer(dir_->path());
+    server_ = new test::HttpServer(dir_->path().string());
   }
   static void TearDownTestSuite() {
     delete server_;
@@ -124,12 +124,12 @@ class GstId3TapTest : public ::testing::Test {
   static testing::TempDir* dir_;
   static testing::Id3HlsStream* ts_;
   static testing::Id3HlsStream* packed_;
-  static testing::LoopbackHttpServer* server_;
+  static test::HttpServer* server_;
 };
 testing::TempDir* GstId3TapTest::dir_ = nullptr;
 testing::Id3HlsStream* GstId3TapTest::ts_ = nullptr;
 testing::Id3HlsStream* GstId3TapTest::packed_ = nullptr;
-testing::LoopbackHttpServer* GstId3TapTest::server_ = nullptr;
+test::HttpServer* GstId3TapTest::server_ = nullptr;
 
 TEST_F(GstId3TapTest, HandsOverEveryTimedId3TagOfAnHlsTransportStreamInOrder) {
   Playback playback(server_->url("ts/index.m3u8"), false);
