@@ -81,10 +81,11 @@ TEST_F(TextureTest, AFullHdStreamGivesAFullHdTextureAndSize) {
 }
 
 TEST_F(TextureTest, CleaningDropsTheHandleAndAPausedPlayerHasNone) {
-  ASSERT_NE(playUntilTexture(mp4_720p()), 0u) << describe();
-  // A frame every 333 ms, so that a clean and the next call fall between two
-  // frames even where converting one takes long (software GL under sanitizers).
-  api().NativeSetPlaybackSpeed(0, 0.1f);
+  // A small picture, slowed to a frame every 667 ms, so that a clean and the next
+  // call fall between two frames even where converting one takes long (software
+  // GL in the sanitizer builds).
+  ASSERT_NE(playUntilTexture(mp4_rotated()), 0u) << describe();
+  api().NativeSetPlaybackSpeed(0, 0.05f);
   // Without a new frame in between, the cleaned handle is not handed out again.
   bool sawNull = false;
   for (int attempt = 0; attempt < 20 && !sawNull; ++attempt) {
