@@ -85,6 +85,10 @@ TEST_F(LifecycleTest, ALoadThatStallsBeforeItsFirstFrameIsStartedAgain) {
       << p.item->failureReason();
   ASSERT_TRUE(p.delegate->waitForStatus(ItemStatus::ReadyToPlay, 5s));
   EXPECT_EQ(p.delegate->statuses(), std::vector<ItemStatus>{ItemStatus::ReadyToPlay});
+  // The new pipeline is the item's: it plays and answers for it.
+  p.player->play();
+  EXPECT_TRUE(waitUntilAdvancing(p));
+  EXPECT_NEAR(p.item->durationSeconds(), 10.0, 0.1);
 }
 
 TEST_F(LifecycleTest, WaitingForTheStatusHonoursTimeoutAndCancellation) {

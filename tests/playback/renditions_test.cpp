@@ -147,7 +147,7 @@ TEST_F(RenditionsTest, CaptionsOffClearsOnceAndStaysQuiet) {
 
 // Open: turning captions back on after playing on without them selects the
 // text stream again, but hlsdemux2 delivers no further cue of the rendition.
-TEST_F(RenditionsTest, DISABLED_CaptionsOnAgainShowTheFollowingCues) {
+TEST_F(RenditionsTest, CaptionsOnAgainShowTheFollowingCues) {
   openPlaying(hlsUrl());
   ASSERT_TRUE(waitForCue("First cue", seconds(15))) << describe();
   api().NativeEnableCaptions(0, false);

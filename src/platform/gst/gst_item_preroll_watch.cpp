@@ -4,9 +4,13 @@
 // source's first pad reaches decodebin3 while decodebin3 itself is still changing
 // state, the new input can stay blocked, so no buffer reaches the sinks and
 // ASYNC_DONE never comes (seen about once in a hundred opens of a local MP4).
-// Nothing inside the pipeline recovers from that, so the item restarts loading
-// (NULL, then its target state again) when it has not prerolled in time and,
-// for network content, the source has read nothing since the last look.
+// Nothing inside the pipeline recovers from that, and taking the same playbin3
+// to NULL and back trips an assertion in its playsink (duplicate pads left from
+// the stalled start), so the item loads again on a new pipeline when it has not
+// prerolled in time and, for network content, the source has read nothing since
+// the last look.
+
+#include <utility>
 
 #include "platform/gst/gst_player_item.h"
 #include "platform/gst/main_queue_context.h"
@@ -62,9 +66,8 @@ void GstPlayerItem::checkPreroll(int attempt) {
       next = local ? Next::GiveUp : Next::Done;
     } else {
       ++prerollAttempt_;
-      gst_element_set_state(pipeline_, GST_STATE_NULL);
-      setStateLocked(targetPlaying_ ? GST_STATE_PLAYING : GST_STATE_PAUSED);
-      next = Next::Restarted;
+      rebuildPipelineLocked();
+      next = busWatch_ != nullptr ? Next::Restarted : Next::Done;
     }
     attempt = prerollAttempt_;
   }
@@ -78,12 +81,41 @@ void GstPlayerItem::checkPreroll(int attempt) {
       return;
     case Next::Restarted:
       Logger::log(LogLevel::WARNING,
-                  "Media engine: " + url_ + ": loading stalled before the first frame; restarting");
+                  "Media engine: " + url_ +
+                      ": loading stalled before the first frame; loading again on a new pipeline");
       [[fallthrough]];
     case Next::WatchAgain:
       watchPreroll(attempt);
       return;
   }
+}
+
+void GstPlayerItem::rebuildPipelineLocked() {
+  if (busWatch_ != nullptr) {
+    g_source_destroy(busWatch_);
+    g_source_unref(busWatch_);
+    busWatch_ = nullptr;
+  }
+  if (bus_ != nullptr) {
+    gst_object_unref(bus_);
+    bus_ = nullptr;
+  }
+  const bool tapped = id3Tap_ != nullptr;
+  id3Tap_.reset();
+  GstElement* stalled = nullptr;
+  {
+    LibraryLock lock(pipelineMutex_);
+    std::swap(stalled, pipeline_);
+  }
+  // Threads still querying it hold their own reference.
+  teardown_->retire(stalled);
+
+  build();
+  if (pipeline_ == nullptr || busWatch_ == nullptr) return;  // failed, with the reason
+  if (tapped) installId3TapLocked();
+  g_object_set(pipeline_, "volume", volume_, "mute", muted_ ? TRUE : FALSE, nullptr);
+  live_ = false;
+  setStateLocked(targetPlaying_ ? GST_STATE_PLAYING : GST_STATE_PAUSED);
 }
 
 }  // namespace zent

@@ -24,20 +24,22 @@ double seconds(GstClockTime time) {
 }  // namespace
 
 std::optional<GstClockTime> GstPlayerItem::queryPosition() const {
+  GstElement* pipeline = pipelineRef();
+  if (pipeline == nullptr) return std::nullopt;
   gint64 position = -1;
-  if (pipeline_ == nullptr || !gst_element_query_position(pipeline_, GST_FORMAT_TIME, &position) ||
-      position < 0) {
-    return std::nullopt;
-  }
+  bool known = gst_element_query_position(pipeline, GST_FORMAT_TIME, &position) && position >= 0;
+  gst_object_unref(pipeline);
+  if (!known) return std::nullopt;
   return static_cast<GstClockTime>(position);
 }
 
 std::optional<GstClockTime> GstPlayerItem::queryDuration() const {
+  GstElement* pipeline = pipelineRef();
+  if (pipeline == nullptr) return std::nullopt;
   gint64 duration = -1;
-  if (pipeline_ == nullptr || !gst_element_query_duration(pipeline_, GST_FORMAT_TIME, &duration) ||
-      duration < 0) {
-    return std::nullopt;
-  }
+  bool known = gst_element_query_duration(pipeline, GST_FORMAT_TIME, &duration) && duration >= 0;
+  gst_object_unref(pipeline);
+  if (!known) return std::nullopt;
   return static_cast<GstClockTime>(duration);
 }
 
@@ -71,7 +73,8 @@ std::optional<double> GstPlayerItem::currentDateEpochSeconds() const {
 
 std::vector<TimeRange> GstPlayerItem::loadedTimeRanges() const {
   std::vector<TimeRange> ranges;
-  if (pipeline_ == nullptr) return ranges;
+  GstElement* pipeline = pipelineRef();
+  if (pipeline == nullptr) return ranges;
   double duration = durationSeconds();
   // Adaptive streams: from the position up to where the demuxer has downloaded;
   // nothing while it has not parsed any media yet.
@@ -80,10 +83,11 @@ std::vector<TimeRange> GstPlayerItem::loadedTimeRanges() const {
       double position = currentTimeSeconds();
       ranges.push_back({position, std::max(0.0, *end - position)});
     }
+    gst_object_unref(pipeline);
     return ranges;
   }
   GstQuery* query = gst_query_new_buffering(GST_FORMAT_TIME);
-  if (gst_element_query(pipeline_, query)) {
+  if (gst_element_query(pipeline, query)) {
     GstFormat format = GST_FORMAT_UNDEFINED;
     gint64 total = -1;
     gst_query_parse_buffering_range(query, &format, nullptr, nullptr, &total);
@@ -95,7 +99,7 @@ std::vector<TimeRange> GstPlayerItem::loadedTimeRanges() const {
       scale = duration / GST_FORMAT_PERCENT_MAX;
     } else if (format == GST_FORMAT_BYTES && std::isfinite(duration)) {
       gint64 bytes = -1;
-      if (gst_element_query_duration(pipeline_, GST_FORMAT_BYTES, &bytes) && bytes > 0) {
+      if (gst_element_query_duration(pipeline, GST_FORMAT_BYTES, &bytes) && bytes > 0) {
         scale = duration / static_cast<double>(bytes);
       }
     }
@@ -107,6 +111,7 @@ std::vector<TimeRange> GstPlayerItem::loadedTimeRanges() const {
     }
   }
   gst_query_unref(query);
+  gst_object_unref(pipeline);
   // A progressive download: the part of the file read so far, as a share of the
   // timeline (never behind the position, which has been read).
   if (ranges.empty() && std::isfinite(duration)) {
@@ -182,20 +187,33 @@ std::vector<MediaStreamInfo> GstPlayerItem::mediaStreams(MediaCharacteristic kin
 }
 
 void GstPlayerItem::select(MediaCharacteristic kind, std::optional<std::size_t> index) {
+  // Captions off keeps the text stream selected and drops its cues: hlsdemux2
+  // (GStreamer 1.22) often delivers no further cue of a WebVTT rendition that is
+  // deselected and selected again.
+  const bool captions = kind == MediaCharacteristic::Legible;
+  if (captions) relay_->setCaptionsOn(index.has_value());
+  if (captions && !index) return;
   std::optional<std::vector<std::string>> ids;
+  bool unchanged = false;
   {
     LibraryLock lock(stateMutex_);
     ids = selectionWith(streams_, selectedStreams_, kind, index);
+    unchanged = ids && sameSelection(*ids, selectedStreams_);
   }
-  if (!ids || pipeline_ == nullptr) {
+  GstElement* pipeline = pipelineRef();
+  if (!ids || pipeline == nullptr) {
     Logger::log(LogLevel::WARNING, "Media engine: " + url_ + ": no such stream to select");
+    if (pipeline != nullptr) gst_object_unref(pipeline);
     return;
   }
-  GList* list = nullptr;
-  for (const auto& id : *ids) list = g_list_append(list, const_cast<gchar*>(id.c_str()));
-  GstEvent* event = gst_event_new_select_streams(list);
-  g_list_free(list);
-  gst_element_send_event(pipeline_, event);
+  if (!unchanged) {
+    GList* list = nullptr;
+    for (const auto& id : *ids) list = g_list_append(list, const_cast<gchar*>(id.c_str()));
+    GstEvent* event = gst_event_new_select_streams(list);
+    g_list_free(list);
+    gst_element_send_event(pipeline, event);
+  }
+  gst_object_unref(pipeline);
 }
 
 }  // namespace zent

@@ -130,15 +130,17 @@ GstClockTime GstPlayerItem::positionLocked() const {
 }
 
 void GstPlayerItem::setVolume(float volume) {
-  if (pipeline_ == nullptr || std::isnan(volume)) return;
+  if (std::isnan(volume)) return;
+  LibraryLock lock(transportMutex_);
   // The platform limits the volume to 0.0 .. 1.0.
-  double clamped = std::clamp(static_cast<double>(volume), 0.0, 1.0);
-  g_object_set(pipeline_, "volume", clamped, nullptr);
+  volume_ = std::clamp(static_cast<double>(volume), 0.0, 1.0);
+  if (pipeline_ != nullptr) g_object_set(pipeline_, "volume", volume_, nullptr);
 }
 
 void GstPlayerItem::setMuted(bool muted) {
-  if (pipeline_ == nullptr) return;
-  g_object_set(pipeline_, "mute", muted ? TRUE : FALSE, nullptr);
+  LibraryLock lock(transportMutex_);
+  muted_ = muted;
+  if (pipeline_ != nullptr) g_object_set(pipeline_, "mute", muted ? TRUE : FALSE, nullptr);
 }
 
 }  // namespace zent

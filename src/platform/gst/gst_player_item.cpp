@@ -63,7 +63,10 @@ GstPlayerItem::GstPlayerItem(const std::string& url, std::shared_ptr<TeardownWor
 void GstPlayerItem::build() {
   GstElement* pipeline = gst_element_factory_make("playbin3", nullptr);
   if (pipeline == nullptr) return fail(missingElementReason("playbin3"));
-  pipeline_ = GST_ELEMENT(gst_object_ref_sink(pipeline));
+  {
+    LibraryLock lock(pipelineMutex_);
+    pipeline_ = GST_ELEMENT(gst_object_ref_sink(pipeline));
+  }
 
   GstElement* videoSink = makeAppSink("zent-video", kVideoCaps);
   GstElement* textSink = makeAppSink("zent-text", kTextCaps);
@@ -224,13 +227,22 @@ void GstPlayerItem::addOutput(std::shared_ptr<MetadataOutput> output) {
   }
   relay_->addMetadataOutput(std::move(metadata));
   LibraryLock lock(transportMutex_);
-  if (id3Tap_ || pipeline_ == nullptr) return;
+  if (!id3Tap_) installId3TapLocked();
+}
+
+void GstPlayerItem::installId3TapLocked() {
+  if (pipeline_ == nullptr) return;
   // The tap calls back on streaming threads; the relay queues each tag for the
   // main queue. It holds the relay, not the item.
   std::weak_ptr<SinkRelay> relay = relay_;
   id3Tap_ = GstId3Tap::install(pipeline_, [relay](std::vector<uint8_t> tag) {
     if (auto live = relay.lock()) live->deliverId3Tag(std::move(tag));
   });
+}
+
+GstElement* GstPlayerItem::pipelineRef() const {
+  LibraryLock lock(pipelineMutex_);
+  return pipeline_ != nullptr ? GST_ELEMENT(gst_object_ref(pipeline_)) : nullptr;
 }
 
 void GstPlayerItem::removeOutput(const std::shared_ptr<MetadataOutput>& output) {

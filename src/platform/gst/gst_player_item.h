@@ -78,7 +78,15 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
 
  private:
   GstPlayerItem(const std::string& url, std::shared_ptr<TeardownWorker> teardown);
+  // Makes the pipeline with its sinks, signals and bus watch. Also used to
+  // replace a pipeline that stalled before its first preroll (main queue,
+  // transportMutex_ held).
   void build();
+  void rebuildPipelineLocked();
+  void installId3TapLocked();
+  // A reference to the current pipeline (null when none), for the threads that
+  // query it without the transport lock; the caller unrefs it.
+  GstElement* pipelineRef() const;
   void fail(const std::string& reason);
 
   static gboolean onBusMessage(GstBus* bus, GstMessage* message, gpointer self);
@@ -121,7 +129,10 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   const std::shared_ptr<AdaptiveDemuxer> demuxer_ = std::make_shared<AdaptiveDemuxer>();
   const std::shared_ptr<SourceProgress> source_ = std::make_shared<SourceProgress>();
   std::unique_ptr<GstId3Tap> id3Tap_;  // installed with the first metadata output
+  // Replaced only on the main queue with transportMutex_ and pipelineMutex_ held:
+  // read it under either lock or on the main queue, or through pipelineRef().
   GstElement* pipeline_ = nullptr;
+  mutable std::mutex pipelineMutex_;
   GstBus* bus_ = nullptr;
   GSource* busWatch_ = nullptr;
   GSource* returnWatch_ = nullptr;  // while a network error is held; main queue only
@@ -136,6 +147,8 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   bool targetPlaying_ = false;
   bool bufferingPaused_ = false;
   bool buffering_ = false;
+  double volume_ = 1.0;  // kept for a pipeline that replaces a stalled one
+  bool muted_ = false;
   double desiredRate_ = 1.0;  // the rate the next play() or seek uses
   double segmentRate_ = 1.0;  // the rate of the segment the pipeline plays
   int prerollAttempt_ = 0;    // restarts of a load that stalled before prerolling

@@ -179,6 +179,7 @@ void SinkRelay::onTextSample(GstSample* sample) {
   if (buffer == lastTextBuffer_ && pts == lastTextPts_) return;
   lastTextBuffer_ = buffer;
   lastTextPts_ = pts;
+  if (!captionsOn_) return;
   cancelCaptionClearLocked();
   if (lines.empty() && !captionShown_) return;
   captionShown_ = !lines.empty();
@@ -248,6 +249,16 @@ void SinkRelay::scheduleCaptionClear(GstElement* sink, GstSample* sample) {
         return TRUE;
       },
       ticket, [](gpointer data) { deleteCallbackData<ClearTicket>(data); });
+}
+
+void SinkRelay::setCaptionsOn(bool on) {
+  std::lock_guard lock(mutex_);
+  if (captionsOn_ == on) return;
+  captionsOn_ = on;
+  if (on || detached_) return;
+  cancelCaptionClearLocked();
+  captionShown_ = false;
+  postCaption({});
 }
 
 void SinkRelay::onCaptionFlush() {

@@ -46,6 +46,10 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
   void addMetadataOutput(std::shared_ptr<GstMetadataOutput> output);
   void removeMetadataOutput(const std::shared_ptr<GstMetadataOutput>& output);
   bool hasMetadataOutputs() const;
+  // Captions off: the caption on screen is cleared (one empty delivery) and the
+  // text stream's cues are dropped until captions are on again, when the next
+  // cue shows. Any thread.
+  void setCaptionsOn(bool on);
   // Detaches every output (the item is going away); later deliveries are dropped.
   void detachAll();
 
@@ -84,6 +88,7 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
   const GstBuffer* lastTextBuffer_ = nullptr;
   GstClockTime lastTextPts_ = GST_CLOCK_TIME_NONE;
   bool captionShown_ = false;
+  bool captionsOn_ = true;
   GstClockID captionClear_ = nullptr;
   uint64_t captionSerial_ = 0;
 };

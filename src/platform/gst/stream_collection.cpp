@@ -98,4 +98,10 @@ std::optional<std::vector<std::string>> selectionWith(const std::vector<StreamEn
   return ids;
 }
 
+bool sameSelection(std::vector<std::string> a, std::vector<std::string> b) {
+  std::sort(a.begin(), a.end());
+  std::sort(b.begin(), b.end());
+  return a == b;
+}
+
 }  // namespace zent

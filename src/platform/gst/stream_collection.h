@@ -36,4 +36,7 @@ std::optional<std::vector<std::string>> selectionWith(const std::vector<StreamEn
                                                       MediaCharacteristic kind,
                                                       std::optional<std::size_t> index);
 
+// Whether two lists of stream ids name the same streams, in any order.
+bool sameSelection(std::vector<std::string> a, std::vector<std::string> b);
+
 }  // namespace zent
