@@ -109,12 +109,12 @@ void GstPlayerItem::rebuildPipelineLocked() {
   }
   // Threads still querying it hold their own reference.
   teardown_->retire(stalled);
+  bytesAtLastPrerollCheck_ = 0;  // the new source reads from the start
 
   build();
   if (pipeline_ == nullptr || busWatch_ == nullptr) return;  // failed, with the reason
   if (tapped) installId3TapLocked();
   g_object_set(pipeline_, "volume", volume_, "mute", muted_ ? TRUE : FALSE, nullptr);
-  live_ = false;
   setStateLocked(targetPlaying_ ? GST_STATE_PLAYING : GST_STATE_PAUSED);
 }
 

@@ -23,26 +23,26 @@ void SourceProgress::sourceCreated(GstElement* source) {
   if (network) g_weak_ref_set(&source_, source);
 }
 
-std::optional<double> SourceProgress::fractionRead() const {
+std::optional<int64_t> SourceProgress::queryBytes(bool total) const {
   auto* source = static_cast<GstElement*>(g_weak_ref_get(&source_));
   if (source == nullptr) return std::nullopt;
-  gint64 read = -1, total = -1;
-  bool known = gst_element_query_position(source, GST_FORMAT_BYTES, &read) &&
-               gst_element_query_duration(source, GST_FORMAT_BYTES, &total) && read >= 0 &&
-               total > 0;
+  gint64 bytes = -1;
+  bool known = total ? gst_element_query_duration(source, GST_FORMAT_BYTES, &bytes)
+                     : gst_element_query_position(source, GST_FORMAT_BYTES, &bytes);
   gst_object_unref(source);
-  if (!known) return std::nullopt;
-  return std::clamp(static_cast<double>(read) / static_cast<double>(total), 0.0, 1.0);
+  if (!known || bytes < 0) return std::nullopt;
+  return bytes;
+}
+
+std::optional<double> SourceProgress::fractionRead() const {
+  std::optional<int64_t> read = bytesRead();
+  std::optional<int64_t> total = queryBytes(true);
+  if (!read || !total || *total <= 0) return std::nullopt;
+  return std::clamp(static_cast<double>(*read) / static_cast<double>(*total), 0.0, 1.0);
 }
 
 std::optional<int64_t> SourceProgress::bytesRead() const {
-  auto* source = static_cast<GstElement*>(g_weak_ref_get(&source_));
-  if (source == nullptr) return std::nullopt;
-  gint64 read = -1;
-  bool known = gst_element_query_position(source, GST_FORMAT_BYTES, &read) && read >= 0;
-  gst_object_unref(source);
-  if (!known) return std::nullopt;
-  return read;
+  return queryBytes(false);
 }
 
 }  // namespace zent

@@ -26,6 +26,9 @@ class SourceProgress {
   std::optional<int64_t> bytesRead() const;
 
  private:
+  // The source's byte position, or its length when total is true.
+  std::optional<int64_t> queryBytes(bool total) const;
+
   mutable GWeakRef source_;
 };
 
