@@ -117,5 +117,35 @@ TEST(DashMpd, PrefixedNamespaceAndCodecOnlyKinds) {
   EXPECT_EQ(info.videoVariants[0].frameRate, 50.0f);
 }
 
+// GStreamer's dashsink in MPEG-TS mode: every set says "video/mp2t", the audio
+// one declares its content type and codecs; a set without either is told by its
+// picture size or, last, by the MIME type.
+TEST(DashMpd, AContainerMimeTypeDoesNotMakeAudioAVideoVariant) {
+  const char* text = R"(<MPD xmlns="urn:mpeg:dash:schema:mpd:2011">
+  <Period>
+    <AdaptationSet id="0" contentType="video" mimeType="video/mp2t">
+      <Representation id="v" bandwidth="800000" codecs="avc1.64001f" width="640" height="360"/>
+    </AdaptationSet>
+    <AdaptationSet id="1" contentType="audio" mimeType="video/mp2t">
+      <Representation id="a" bandwidth="128000" codecs="mp4a.40.2"/>
+    </AdaptationSet>
+    <AdaptationSet id="2" mimeType="video/mp2t">
+      <Representation id="sound" bandwidth="96000" codecs="mp4a.40.2"/>
+      <Representation id="sized" bandwidth="300000" width="320" height="180"/>
+      <Representation id="bare" bandwidth="200000"/>
+    </AdaptationSet>
+  </Period>
+</MPD>)";
+  ManifestInfo info = parseManifest(text, kBase, kManifestSelectorDash);
+  ASSERT_EQ(info.videoVariants.size(), 3u);
+  EXPECT_EQ(info.videoVariants[0].peakBitRate, 800000);
+  EXPECT_EQ(info.videoVariants[1].peakBitRate, 300000);
+  EXPECT_EQ(info.videoVariants[2].peakBitRate, 200000);  // the MIME type decides
+  ASSERT_EQ(info.renditions.size(), 2u);
+  EXPECT_EQ(info.renditions[0].type, Type::Audio);
+  EXPECT_EQ(info.renditions[0].groupId, "1");
+  EXPECT_EQ(info.renditions[1].type, Type::Audio);  // told by its first codecs
+}
+
 }  // namespace
 }  // namespace zent

@@ -77,27 +77,47 @@ Media firstKnown(std::initializer_list<Media> guesses) {
   return Media::Unknown;
 }
 
+// What a set or a Representation carries: the declared content type, then the
+// codecs, then a picture size. The MIME type names a container ("video/mp2t"
+// carries an audio-only stream just as well), so it decides only when nothing
+// else does; image tiles (thumbnails) have a picture size but are no video.
+Media classify(Media declared, Media byCodecs, bool hasPictureSize, Media byMimeType,
+               Media fallback) {
+  Media media = firstKnown({declared, byCodecs});
+  if (media != Media::Unknown) return media;
+  if (byMimeType == Media::Other) return byMimeType;
+  if (hasPictureSize) return Media::Video;
+  return firstKnown({byMimeType, fallback});
+}
+
+bool hasPictureSize(std::initializer_list<pugi::xml_node> nodes) {
+  return firstAttribute(nodes, "width") || firstAttribute(nodes, "height");
+}
+
 Media adaptationSetMedia(const pugi::xml_node& set) {
   pugi::xml_node firstRepresentation = firstChild(set, "Representation");
   pugi::xml_node component = firstChild(set, "ContentComponent");
-  return firstKnown(
-      {fromContentType(attribute(set, "contentType")), fromMimeType(attribute(set, "mimeType")),
-       fromMimeType(attribute(firstRepresentation, "mimeType")),
-       fromCodecs(attribute(set, "codecs")), fromCodecs(attribute(firstRepresentation, "codecs")),
-       fromContentType(attribute(component, "contentType"))});
+  return classify(firstKnown({fromContentType(attribute(set, "contentType")),
+                              fromContentType(attribute(component, "contentType"))}),
+                  firstKnown({fromCodecs(attribute(set, "codecs")),
+                              fromCodecs(attribute(firstRepresentation, "codecs"))}),
+                  hasPictureSize({set, firstRepresentation}),
+                  firstKnown({fromMimeType(attribute(set, "mimeType")),
+                              fromMimeType(attribute(firstRepresentation, "mimeType"))}),
+                  Media::Unknown);
 }
 
 Media representationMedia(const pugi::xml_node& representation, const pugi::xml_node& set,
                           Media setMedia) {
-  Media media = firstKnown({fromMimeType(attribute(representation, "mimeType")),
-                            fromContentType(attribute(set, "contentType")),
-                            fromMimeType(attribute(set, "mimeType")),
-                            fromCodecs(attribute(representation, "codecs")),
-                            fromCodecs(attribute(set, "codecs")), setMedia});
-  if (media == Media::Unknown && firstAttribute({representation, set}, "width")) {
-    return Media::Video;
-  }
-  return media;
+  pugi::xml_node component = firstChild(set, "ContentComponent");
+  return classify(firstKnown({fromContentType(attribute(set, "contentType")),
+                              fromContentType(attribute(component, "contentType"))}),
+                  firstKnown({fromCodecs(attribute(representation, "codecs")),
+                              fromCodecs(attribute(set, "codecs"))}),
+                  hasPictureSize({representation, set}),
+                  firstKnown({fromMimeType(attribute(representation, "mimeType")),
+                              fromMimeType(attribute(set, "mimeType"))}),
+                  setMedia);
 }
 
 // Trick-play sets (I-frame only) are not tracks a viewer chooses.
