@@ -44,6 +44,9 @@ enum class MediaCharacteristic { Audible, Legible };
 struct MediaStreamInfo {
   std::string title;     // the stream's title tag, "" when none
   std::string language;  // the stream's language tag (BCP-47), "" when none
+  // The manifest rendition (its NAME) the engine made this stream for, told by
+  // the stream's identity; "" when the engine does not say.
+  std::string renditionName;
 };
 
 // Receives an item's happenings. Every call arrives on the main queue.

@@ -51,20 +51,27 @@ std::optional<MediaSelectionGroup> ZentPlayer::selectionGroup(MediaCharacteristi
   if (!avPlayerItem) return std::nullopt;
   std::vector<MediaStreamInfo> streams = avPlayerItem->mediaStreams(kind);
   if (streams.empty()) return std::nullopt;
-  // The engine lists renditions in manifest order; pair them by position when
-  // the counts agree, else by language when that is unambiguous.
+  // Each stream is paired with the manifest rendition it was made for: the one
+  // the engine names, else the only one of its language. Never by place: the
+  // engine may merge, drop or reorder renditions.
   std::vector<const RenditionInfo*> renditions = distinctRenditions(manifest, kind);
   MediaSelectionGroup group{kind, {}};
   for (std::size_t i = 0; i < streams.size(); ++i) {
     const RenditionInfo* match = nullptr;
-    if (renditions.size() == streams.size()) {
-      match = renditions[i];
-    } else {
-      for (const RenditionInfo* rendition : renditions) {
-        if (!streams[i].language.empty() && rendition->language == streams[i].language) {
-          match = match ? nullptr : rendition;
-        }
+    for (const RenditionInfo* rendition : renditions) {
+      if (!streams[i].renditionName.empty() && rendition->name == streams[i].renditionName) {
+        match = rendition;
+        break;
       }
+    }
+    if (!match && streams[i].renditionName.empty() && !streams[i].language.empty()) {
+      int sameLanguage = 0;
+      for (const RenditionInfo* rendition : renditions) {
+        if (rendition->language != streams[i].language) continue;
+        ++sameLanguage;
+        match = rendition;
+      }
+      if (sameLanguage != 1) match = nullptr;
     }
     MediaStreamInfo option;
     option.title = displayName(streams[i], match, i);

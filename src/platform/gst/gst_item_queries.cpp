@@ -174,9 +174,9 @@ std::vector<MediaStreamInfo> GstPlayerItem::mediaStreams(MediaCharacteristic kin
   for (std::size_t i = 0; i < streams.size(); ++i) {
     MediaStreamInfo info = streams[i]->info;
     // The HLS demuxer tags languages but not names: the playlist has both.
-    if (manifest_ && (info.title.empty() || info.language.empty())) {
-      if (auto rendition =
-              manifest_->renditionFor(streams[i]->type, streams[i]->id, i, streams.size())) {
+    if (manifest_) {
+      if (auto rendition = manifest_->renditionFor(streams[i]->type, streams[i]->id)) {
+        info.renditionName = rendition->name;
         if (info.title.empty()) info.title = rendition->name;
         if (info.language.empty()) info.language = rendition->language;
       }

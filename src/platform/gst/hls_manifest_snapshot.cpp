@@ -68,19 +68,14 @@ std::optional<double> HlsManifestSnapshot::dateAt(double positionSeconds) const 
 }
 
 std::optional<RenditionInfo> HlsManifestSnapshot::renditionFor(GstStreamType type,
-                                                               const std::string& streamId,
-                                                               std::size_t position,
-                                                               std::size_t count) const {
+                                                               const std::string& streamId) const {
   std::lock_guard lock(shared_->mutex);
-  std::vector<const RenditionInfo*> ofType;
-  for (const auto& rendition : shared_->renditions) {
-    if (renditionMatches(rendition, type)) ofType.push_back(&rendition);
-  }
   const char* prefix = (type & GST_STREAM_TYPE_AUDIO) ? "audio-" : "text-";
-  for (const RenditionInfo* rendition : ofType) {
-    if (streamId == prefix + rendition->name) return *rendition;
+  for (const auto& rendition : shared_->renditions) {
+    if (renditionMatches(rendition, type) && streamId == prefix + rendition.name) {
+      return rendition;
+    }
   }
-  if (ofType.size() == count && position < count) return *ofType[position];
   return std::nullopt;
 }
 

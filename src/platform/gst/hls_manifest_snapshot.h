@@ -42,11 +42,9 @@ class HlsManifestSnapshot {
   std::optional<double> dateAt(double positionSeconds) const;
 
   // The manifest's rendition behind a stream of the engine's collection: the one
-  // whose NAME the demuxer's stream id carries ("audio-<NAME>", "text-<NAME>"),
-  // else the one at the same place among the renditions of that type when the
-  // counts agree.
-  std::optional<RenditionInfo> renditionFor(GstStreamType type, const std::string& streamId,
-                                            std::size_t position, std::size_t count) const;
+  // whose NAME the demuxer's stream id carries ("audio-<NAME>", "text-<NAME>").
+  // Never by place: renditions the demuxer merged or left out would shift it.
+  std::optional<RenditionInfo> renditionFor(GstStreamType type, const std::string& streamId) const;
 
   // True when the URL names an HLS playlist (.m3u8 / .m3u path, any query).
   static bool looksLikeHls(const std::string& url);
