@@ -214,31 +214,16 @@ GstElement* AdaptiveDemuxer::current() const {
   return static_cast<GstElement*>(g_weak_ref_get(const_cast<GWeakRef*>(&demuxer_)));
 }
 
-void AdaptiveDemuxer::setPeakBitRate(double bitsPerSecond) {
-  Size2D resolution;
+void AdaptiveDemuxer::setCaps(double bitsPerSecond, Size2D resolution) {
   GstElement* demuxer;
   {
     std::lock_guard lock(mutex_);
     bitRate_ = bitsPerSecond;
-    resolution = resolution_;
+    resolution_ = resolution;
     demuxer = current();
   }
   if (demuxer == nullptr) return;
   applyTo(demuxer, bitsPerSecond, resolution);
-  gst_object_unref(demuxer);
-}
-
-void AdaptiveDemuxer::setMaximumResolution(Size2D size) {
-  double bitRate;
-  GstElement* demuxer;
-  {
-    std::lock_guard lock(mutex_);
-    resolution_ = size;
-    bitRate = bitRate_;
-    demuxer = current();
-  }
-  if (demuxer == nullptr) return;
-  applyTo(demuxer, bitRate, size);
   gst_object_unref(demuxer);
 }
 

@@ -36,9 +36,9 @@ class AdaptiveDemuxer {
   // demuxer and give it the caps.
   void elementAdded(GstElement* element);
 
-  // Caps: 0 (or less) means no cap. Applied at once to the current demuxer.
-  void setPeakBitRate(double bitsPerSecond);
-  void setMaximumResolution(Size2D size);
+  // Caps: 0 (or less) means no cap. Applied at once to the current demuxer, whose
+  // property setters can wait for a seek it handles: not on the host's thread.
+  void setCaps(double bitsPerSecond, Size2D resolution);
 
   bool present() const;
   // True when the demuxer reads HLS (its factory is hlsdemux or hlsdemux2).

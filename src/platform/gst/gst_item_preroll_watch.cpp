@@ -114,8 +114,10 @@ void GstPlayerItem::rebuildPipelineLocked() {
   build();
   if (pipeline_ == nullptr || busWatch_ == nullptr) return;  // failed, with the reason
   if (tapped) installId3TapLocked();
-  g_object_set(pipeline_, "volume", volume_, "mute", muted_ ? TRUE : FALSE, nullptr);
-  setStateLocked(targetPlaying_ ? GST_STATE_PLAYING : GST_STATE_PAUSED);
+  // A request sent to the stalled pipeline gets no report from the new one.
+  requests_->abandonInFlight();
+  requestAudioLocked();
+  requestStateLocked();
 }
 
 }  // namespace zent

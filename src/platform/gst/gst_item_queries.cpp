@@ -151,22 +151,6 @@ std::vector<VideoTrackGeometry> GstPlayerItem::videoTracks() const {
   return tracks;
 }
 
-void GstPlayerItem::setPreferredPeakBitRate(double bitsPerSecond) {
-  demuxer_->setPeakBitRate(bitsPerSecond);
-}
-
-void GstPlayerItem::setPreferredMaximumResolution(Size2D size) {
-  demuxer_->setMaximumResolution(size);
-}
-
-void GstPlayerItem::applyPreferences() {
-  LibraryLock lock(transportMutex_);
-  // The demuxer picks its variant again from the position on; before loading has
-  // finished the caps are simply in place for the first choice.
-  if (pipeline_ == nullptr || !prerolled_) return;
-  seekLocked(positionLocked(), segmentRate_, true);
-}
-
 std::vector<MediaStreamInfo> GstPlayerItem::mediaStreams(MediaCharacteristic kind) const {
   LibraryLock lock(stateMutex_);
   std::vector<const StreamEntry*> streams = streamsOf(streams_, kind);
@@ -194,26 +178,20 @@ void GstPlayerItem::select(MediaCharacteristic kind, std::optional<std::size_t> 
   if (captions) relay_->setCaptionsOn(index.has_value());
   if (captions && !index) return;
   std::optional<std::vector<std::string>> ids;
-  bool unchanged = false;
   {
     LibraryLock lock(stateMutex_);
-    ids = selectionWith(streams_, selectedStreams_, kind, index);
-    unchanged = ids && sameSelection(*ids, selectedStreams_);
+    // A selection still on its way is what the next one builds on.
+    const std::vector<std::string>& current =
+        requestedStreams_ ? *requestedStreams_ : selectedStreams_;
+    ids = selectionWith(streams_, current, kind, index);
+    if (ids && sameSelection(*ids, current)) return;
+    if (ids) requestedStreams_ = *ids;
   }
-  GstElement* pipeline = pipelineRef();
-  if (!ids || pipeline == nullptr) {
+  if (!ids) {
     Logger::log(LogLevel::WARNING, "Media engine: " + url_ + ": no such stream to select");
-    if (pipeline != nullptr) gst_object_unref(pipeline);
     return;
   }
-  if (!unchanged) {
-    GList* list = nullptr;
-    for (const auto& id : *ids) list = g_list_append(list, const_cast<gchar*>(id.c_str()));
-    GstEvent* event = gst_event_new_select_streams(list);
-    g_list_free(list);
-    gst_element_send_event(pipeline, event);
-  }
-  gst_object_unref(pipeline);
+  requestSelection(std::move(*ids));
 }
 
 }  // namespace zent

@@ -53,6 +53,7 @@ std::string engineUri(const std::string& url) {
 std::shared_ptr<GstPlayerItem> GstPlayerItem::create(const std::string& url,
                                                      std::shared_ptr<TeardownWorker> teardown) {
   std::shared_ptr<GstPlayerItem> item(new GstPlayerItem(url, std::move(teardown)));
+  item->startRequests();
   item->build();
   return item;
 }
@@ -116,6 +117,9 @@ void GstPlayerItem::build() {
 }
 
 GstPlayerItem::~GstPlayerItem() {
+  // The request thread is joined on the teardown thread before the pipeline
+  // below goes to NULL there; a request it still runs holds its own references.
+  requests_.reset();
   if (returnWatch_ != nullptr) {
     g_source_destroy(returnWatch_);
     g_source_unref(returnWatch_);
@@ -326,8 +330,8 @@ void GstPlayerItem::handleBusMessage(GstMessage* message) {
       // The clock provider went away: a PAUSED/PLAYING cycle picks a new one.
       LibraryLock lock(transportMutex_);
       if (targetPlaying_ && !bufferingPaused_) {
-        gst_element_set_state(pipeline_, GST_STATE_PAUSED);
-        gst_element_set_state(pipeline_, GST_STATE_PLAYING);
+        clockLost_ = true;
+        requestStateLocked();
       }
       break;
     }
@@ -340,15 +344,17 @@ void GstPlayerItem::onPrerolled() {
   bool firstPreroll = false;
   {
     LibraryLock lock(transportMutex_);
-    seekTarget_.reset();
+    // A seek in flight has settled (the next waiting one goes out now).
+    requests_->completed(EngineRequests::Kind::Seek);
+    if (!requests_->busy(EngineRequests::Kind::Seek)) seekTarget_.reset();
     if (!prerolled_) {
       prerolled_ = true;
       firstPreroll = true;
       // Seeks and rates asked for while loading take effect now.
       if (pendingSeek_ || desiredRate_ != segmentRate_) {
         GstClockTime target = pendingSeek_ ? *pendingSeek_ : positionLocked();
-        seekLocked(target, desiredRate_, pendingSeekAccurate_);
         pendingSeek_.reset();
+        requestSeekLocked(target, desiredRate_, pendingSeekAccurate_);
       }
     }
   }
@@ -494,7 +500,7 @@ void GstPlayerItem::resumeAfterNetworkReturn() {
   Logger::log(LogLevel::INFO, "Media engine: " + url_ + ": the network is back; loading again");
   // The downloads stopped at the error; a flushing seek to where playback stands
   // starts them again. Before the first preroll the pending seek does it.
-  if (prerolled_) seekLocked(positionLocked(), segmentRate_, true);
+  if (prerolled_) requestSeekLocked(positionLocked(), segmentRate_, true);
 }
 
 void GstPlayerItem::onBuffering(GstMessage* message) {
@@ -509,10 +515,10 @@ void GstPlayerItem::onBuffering(GstMessage* message) {
   if (buffering_ && targetPlaying_ && !bufferingPaused_ &&
       InternetReachability::shared().isConnected()) {
     bufferingPaused_ = true;
-    gst_element_set_state(pipeline_, GST_STATE_PAUSED);
+    requestStateLocked();
   } else if (!buffering_ && bufferingPaused_) {
     bufferingPaused_ = false;
-    if (targetPlaying_) gst_element_set_state(pipeline_, GST_STATE_PLAYING);
+    if (targetPlaying_) requestStateLocked();
   }
 }
 
@@ -547,8 +553,11 @@ void GstPlayerItem::onStreamsSelected(GstMessage* message) {
     if (const gchar* id = gst_stream_get_stream_id(stream)) ids.emplace_back(id);
     gst_object_unref(stream);
   }
-  LibraryLock lock(stateMutex_);
-  selectedStreams_ = std::move(ids);
+  {
+    LibraryLock lock(stateMutex_);
+    selectedStreams_ = std::move(ids);
+  }
+  requests_->completed(EngineRequests::Kind::Selection);
 }
 
 }  // namespace zent

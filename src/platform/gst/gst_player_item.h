@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/gst/adaptive_demuxer.h"
+#include "platform/gst/engine_requests.h"
 #include "platform/gst/hls_manifest_snapshot.h"
 #include "platform/gst/sink_relay.h"
 #include "platform/gst/source_progress.h"
@@ -23,13 +24,16 @@ namespace zent {
 // One piece of content on its own playbin3 pipeline.
 //
 // Threads: the host (or a load worker) calls the PlayerItem methods and, through
-// GstMediaPlayer, the transport; bus messages arrive on the main queue (a bus
-// watch on the main-queue context), where the delegate is called; streaming
-// threads only reach the SinkRelay and the AdaptiveDemuxer, never this object.
-// Locks: transportMutex_ serialises state changes and seeks (it may be held while
-// calling into GStreamer, which never calls back into us synchronously); stateMutex_
-// guards the status and what the bus reported. Order: transport before state. The
-// delegate is never called with either held.
+// GstMediaPlayer, the transport; these record what is wanted and leave every
+// engine call that can block (state changes, seeks, selections, the demuxer's
+// caps, volume) to the item's request thread (EngineRequests). Bus messages
+// arrive on the main queue (a bus watch on the main-queue context), where the
+// delegate is called; streaming threads only reach the SinkRelay and the
+// AdaptiveDemuxer, never this object.
+// Locks: transportMutex_ guards the transport state, stateMutex_ the status and
+// what the bus reported; neither is held while calling into GStreamer in a way
+// that can wait on the engine. Order: transport before state, both before the
+// requests' own lock. The delegate is never called with either held.
 class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_this<GstPlayerItem> {
  public:
   // Builds the pipeline (not started: it loads once a player attaches it). A
@@ -83,6 +87,7 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   // transportMutex_ held).
   void build();
   void rebuildPipelineLocked();
+  void startRequests();
   void installId3TapLocked();
   // A reference to the current pipeline (null when none), for the threads that
   // query it without the transport lock; the caller unrefs it.
@@ -114,10 +119,18 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   void watchPreroll(int attempt);
   void checkPreroll(int attempt);
 
-  // Transport helpers; transportMutex_ held.
-  void seekLocked(GstClockTime position, double rate, bool accurate);
+  // Requests to the pipeline; the *Locked ones with transportMutex_ held. What
+  // they apply is read when they run, so a later request supersedes a waiting one.
+  void requestStateLocked();
+  void requestSeekLocked(GstClockTime position, double rate, bool accurate);
+  void requestAudioLocked();
+  void requestVariantCapsLocked();
+  void requestSelection(std::vector<std::string> ids);
   GstClockTime positionLocked() const;
-  void setStateLocked(GstState state);
+  // On the request thread.
+  void applyState();
+  bool sendSeek(GstClockTime position, double rate, bool accurate);
+  void requestsSettled(EngineRequests::Kind kind);
 
   std::optional<GstClockTime> queryPosition() const;
   std::optional<GstClockTime> queryDuration() const;
@@ -128,7 +141,8 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   const std::shared_ptr<SinkRelay> relay_ = std::make_shared<SinkRelay>();
   const std::shared_ptr<AdaptiveDemuxer> demuxer_ = std::make_shared<AdaptiveDemuxer>();
   const std::shared_ptr<SourceProgress> source_ = std::make_shared<SourceProgress>();
-  std::unique_ptr<GstId3Tap> id3Tap_;  // installed with the first metadata output
+  std::unique_ptr<GstId3Tap> id3Tap_;         // installed with the first metadata output
+  std::unique_ptr<EngineRequests> requests_;  // made with the item, before any request
   // Replaced only on the main queue with transportMutex_ and pipelineMutex_ held:
   // read it under either lock or on the main queue, or through pipelineRef().
   GstElement* pipeline_ = nullptr;
@@ -149,6 +163,9 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   bool buffering_ = false;
   double volume_ = 1.0;  // kept for a pipeline that replaces a stalled one
   bool muted_ = false;
+  bool clockLost_ = false;    // the next PLAYING goes through PAUSED for a new clock
+  double peakBitRate_ = 0.0;  // variant caps; 0 means none
+  Size2D maximumResolution_;
   double desiredRate_ = 1.0;  // the rate the next play() or seek uses
   double segmentRate_ = 1.0;  // the rate of the segment the pipeline plays
   int prerollAttempt_ = 0;    // restarts of a load that stalled before prerolling
@@ -167,6 +184,9 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   std::weak_ptr<PlayerItemDelegate> delegate_;
   std::vector<StreamEntry> streams_;
   std::vector<std::string> selectedStreams_;
+  // The selection last asked for, while it waits or is in flight: the base for
+  // the next one, so that a switch of audio and one of captions both hold.
+  std::optional<std::vector<std::string>> requestedStreams_;
   std::string imageOrientation_;
   std::shared_ptr<HlsManifestSnapshot> manifest_;
   // Loaded before the playlists were read: ready once they have been.
