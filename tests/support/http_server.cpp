@@ -21,6 +21,7 @@
 #include <list>
 #include <map>
 #include <mutex>
+#include <random>
 #include <stdexcept>
 #include <thread>
 
@@ -120,6 +121,8 @@ struct HttpServer::Impl {
   uint64_t refuseApplied = 0;
   int stalled = 0;
   uint64_t bytesPerSecond = 0;
+  std::chrono::milliseconds delayShortest{0}, delayLongest{0};
+  std::minstd_rand delayDraw{20240611};
   std::map<std::string, std::pair<int, int>> statusOverrides;  // path -> (status, times left)
   std::vector<HttpRequestRecord> log;
   uint64_t logEpoch = 0;
@@ -289,6 +292,13 @@ struct HttpServer::Impl {
     --stalled;
     changed.notify_all();
     return resumed && !stopping && !c->dropped;
+  }
+
+  Clock::duration drawDelay() {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (delayLongest <= delayShortest) return delayShortest;
+    std::uniform_int_distribution<int64_t> draw(delayShortest.count(), delayLongest.count());
+    return std::chrono::milliseconds(draw(delayDraw));
   }
 
   // Sleeps until `due` unless the server stops or the connection is dropped.
@@ -493,6 +503,7 @@ struct HttpServer::Impl {
         changed.notify_all();
       }
       if (!passPauseGate(c)) break;
+      if (!waitUntil(c, Clock::now() + drawDelay())) break;
       const bool keepAlive = request->keepAlive();
       int status =
           respond(c, *request, keepAlive, [&](int answered) { setStatus(index, epoch, answered); });
@@ -633,6 +644,13 @@ void HttpServer::dropConnections() {
     [[maybe_unused]] ssize_t written = write(connection->wakeFd, &one, sizeof one);
   }
   impl_->changed.notify_all();
+}
+
+void HttpServer::setResponseDelay(std::chrono::milliseconds shortest,
+                                  std::chrono::milliseconds longest) {
+  std::lock_guard<std::mutex> lock(impl_->mutex);
+  impl_->delayShortest = shortest;
+  impl_->delayLongest = longest;
 }
 
 void HttpServer::setBytesPerSecond(uint64_t bytesPerSecond) {

@@ -100,6 +100,11 @@ class HttpServer {
   // (0 = unlimited, the default).
   void setBytesPerSecond(uint64_t bytesPerSecond);
 
+  // Holds each response for a random time between `shortest` and `longest`
+  // before answering (both 0, the default: answers at once), like a distant
+  // origin, so that downloads are still in flight when a player acts.
+  void setResponseDelay(std::chrono::milliseconds shortest, std::chrono::milliseconds longest);
+
   // Requests received for `path` (any status, including hanging ones).
   int requestCount(std::string_view path) const;
   int totalRequestCount() const;
