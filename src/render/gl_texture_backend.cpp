@@ -4,11 +4,13 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "render/color_conversion.h"
+#include "render/frame_conversion.h"
 #include "render/frame_layout.h"
 #include "render/gl_context_probe.h"
 #include "render/gl_deferred_deletion.h"
@@ -112,6 +114,7 @@ class GlTextureBackend final : public TextureBackend {
   ~GlTextureBackend() override;
   uintptr_t upload(const PixelBuffer& frame) override;
   bool contextReady() override;
+  bool wantsRgbaFrames() const override { return objects_ && objects_->rgbaFrames; }
 
  private:
   struct PlaneTexture {
@@ -137,6 +140,7 @@ class GlTextureBackend final : public TextureBackend {
     GlContextId owner;
     GLsync token = nullptr;  // see GlObjectNames::token
     bool gles = false;
+    bool rgbaFrames = false;  // the context rasterises on the CPU
     GLint maxTextureSize = 0;
     GLuint vertexArray = 0;
     GLuint framebuffer = 0;
@@ -264,6 +268,10 @@ GlTextureBackend::ContextObjects* GlTextureBackend::objectsFor(const GlContextId
   objects->token = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
   objects->gles = !desktop;
   glGetIntegerv(GL_MAX_TEXTURE_SIZE, &objects->maxTextureSize);
+  const char* renderer = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
+  objects->rgbaFrames =
+      frameConversionFor(renderer != nullptr ? renderer : "",
+                         std::getenv("ZENT_FRAME_CONVERSION")) == FrameConversion::Cpu;
   glGenVertexArrays(1, &objects->vertexArray);
   glGenFramebuffers(1, &objects->framebuffer);
   objects_ = std::move(objects);

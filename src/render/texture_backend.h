@@ -19,6 +19,10 @@ class TextureBackend {
   // context is current). Cheap: it runs on every poll without a new frame. A
   // backend that reports failures logs once per stretch of them.
   virtual bool contextReady() { return true; }
+  // Whether frames should reach upload() already converted to RGBA by the media
+  // engine (the context rasterises on the CPU; see frame_conversion.h). Known once
+  // a frame has been uploaded in the context.
+  virtual bool wantsRgbaFrames() const { return false; }
 };
 
 }  // namespace zent

@@ -56,7 +56,10 @@ uintptr_t TextureRenderer::getTexture(double currentTimeSeconds, PlayerItem& ite
       videoSize->width = frame->width();
       videoSize->height = frame->height();
     }
-    if (backend_) handle_ = backend_->upload(*frame);
+    if (backend_) {
+      handle_ = backend_->upload(*frame);
+      output->setRgbaWanted(backend_->wantsRgbaFrames());
+    }
     return handle_;
   }
 

@@ -16,6 +16,10 @@ class VideoOutput {
   virtual bool hasNewPixelBuffer(double itemTimeSeconds) = 0;
   // The newest frame, marking it handed out; null when there is none.
   virtual std::shared_ptr<PixelBuffer> copyPixelBuffer(double itemTimeSeconds) = 0;
+  // Asks for frames converted to RGBA by the engine (true) or as decoded (false),
+  // from the next frame the engine makes on. Cheap when nothing changes: the
+  // renderer says it after every upload.
+  virtual void setRgbaWanted(bool) {}
 };
 
 }  // namespace zent

@@ -8,9 +8,12 @@
 namespace zent::test {
 namespace {
 
-class TextureTest : public PlaybackTest {
+// Each case runs with the frames converted by the shader in the host's context
+// ("gpu") and by the pipeline ("cpu", what a software rasteriser gets).
+class TextureTest : public PlaybackTest, public ::testing::WithParamInterface<const char*> {
  protected:
   void SetUp() override {
+    setenv("ZENT_FRAME_CONVERSION", GetParam(), 1);
     PlaybackTest::SetUp();
     gl_ = EglContext::create(GlApi::DesktopCore33);
     if (!gl_) GTEST_SKIP() << EglContext::lastError();
@@ -18,6 +21,18 @@ class TextureTest : public PlaybackTest {
   void TearDown() override {
     PlaybackTest::TearDown();  // shutdown first: the library may free GL objects
     gl_.reset();
+    unsetenv("ZENT_FRAME_CONVERSION");
+  }
+
+  // A texture of a frame made after the conversion took its place: on the "cpu"
+  // path the pipeline says when its frames come as RGBA.
+  GLuint textureAfterConversionSettled(GLuint first) {
+    if (std::string(GetParam()) != "cpu") return first;
+    EXPECT_TRUE(logRecorder().waitFor("converted to RGBA by the pipeline", seconds(10)))
+        << logRecorder().describe(20);
+    void* texture = nullptr;
+    pollUntil([&] { return (texture = api().NativeGetTexture(0)) != nullptr; }, seconds(10));
+    return static_cast<GLuint>(reinterpret_cast<uintptr_t>(texture));
   }
 
   // Plays a local file on player 0 and polls until a texture comes.
@@ -53,8 +68,8 @@ class TextureTest : public PlaybackTest {
   std::unique_ptr<EglContext> gl_;
 };
 
-TEST_F(TextureTest, ColourBarsComeBackWithTheirColours) {
-  GLuint texture = playUntilTexture(mp4_pattern());
+TEST_P(TextureTest, ColourBarsComeBackWithTheirColours) {
+  GLuint texture = textureAfterConversionSettled(playUntilTexture(mp4_pattern()));
   ASSERT_NE(texture, 0u) << describe();
   GLint width = 0, height = 0;
   textureSize(texture, width, height);
@@ -69,8 +84,8 @@ TEST_F(TextureTest, ColourBarsComeBackWithTheirColours) {
   }
 }
 
-TEST_F(TextureTest, AFullHdStreamGivesAFullHdTextureAndSize) {
-  GLuint texture = playUntilTexture(mp4_1080p());
+TEST_P(TextureTest, AFullHdStreamGivesAFullHdTextureAndSize) {
+  GLuint texture = textureAfterConversionSettled(playUntilTexture(mp4_1080p()));
   ASSERT_NE(texture, 0u) << describe();
   GLint width = 0, height = 0;
   textureSize(texture, width, height);
@@ -80,7 +95,7 @@ TEST_F(TextureTest, AFullHdStreamGivesAFullHdTextureAndSize) {
   EXPECT_EQ(api().NativeGetVideoHeight(0), 1080);
 }
 
-TEST_F(TextureTest, CleaningDropsTheHandleAndAPausedPlayerHasNone) {
+TEST_P(TextureTest, CleaningDropsTheHandleAndAPausedPlayerHasNone) {
   // A small picture, slowed to a frame every 667 ms, so that a clean and the next
   // call fall between two frames even where converting one takes long (software
   // GL in the sanitizer builds).
@@ -98,7 +113,7 @@ TEST_F(TextureTest, CleaningDropsTheHandleAndAPausedPlayerHasNone) {
   for (int i = 0; i < 5; ++i) EXPECT_EQ(api().NativeGetTexture(0), nullptr);
 }
 
-TEST_F(TextureTest, NoContextCurrentGivesNullAndOneErrorLine) {
+TEST_P(TextureTest, NoContextCurrentGivesNullAndOneErrorLine) {
   ASSERT_NE(playUntilTexture(mp4_720p()), 0u) << describe();
   EglContext::releaseCurrent();
   size_t mark = logRecorder().size();
@@ -106,6 +121,8 @@ TEST_F(TextureTest, NoContextCurrentGivesNullAndOneErrorLine) {
   EXPECT_EQ(logRecorder().count("", 3, mark), 1u) << logRecorder().describe(20);
   gl_->makeCurrent();
 }
+
+INSTANTIATE_TEST_SUITE_P(Conversions, TextureTest, ::testing::Values("gpu", "cpu"));
 
 }  // namespace
 }  // namespace zent::test

@@ -18,7 +18,6 @@
 namespace zent {
 namespace {
 
-constexpr const char* kVideoCaps = "video/x-raw, format=(string){ I420, NV12, BGRA, RGBA }";
 constexpr const char* kTextCaps = "text/x-raw, format=(string){ utf8, pango-markup }";
 
 using ItemRef = std::weak_ptr<GstPlayerItem>;
@@ -69,7 +68,7 @@ void GstPlayerItem::build() {
     pipeline_ = GST_ELEMENT(gst_object_ref_sink(pipeline));
   }
 
-  GstElement* videoSink = makeAppSink("zent-video", kVideoCaps);
+  GstElement* videoSink = makeAppSink("zent-video", kDecodedVideoCaps);
   GstElement* textSink = makeAppSink("zent-text", kTextCaps);
   GstElement* audioSink = makeAudioSink();
   if (videoSink == nullptr || textSink == nullptr || audioSink == nullptr) {
@@ -97,6 +96,19 @@ void GstPlayerItem::build() {
       newCallbackData(demuxer_),
       [](gpointer data, GClosure*) { deleteCallbackData<std::shared_ptr<AdaptiveDemuxer>>(data); },
       GConnectFlags(0));
+
+  // The converter in front of the video sink passes decoded frames through, or
+  // converts them to RGBA for a host whose GL rasterises on the CPU: on every
+  // core (0 threads: one per core).
+  g_signal_connect(
+      pipeline_, "deep-element-added",
+      G_CALLBACK(+[](GstBin*, GstBin*, GstElement* element, gpointer) {
+        GstElementFactory* factory = gst_element_get_factory(element);
+        if (factory != nullptr && g_strcmp0(GST_OBJECT_NAME(factory), "videoconvert") == 0) {
+          g_object_set(element, "n-threads", 0u, nullptr);
+        }
+      }),
+      nullptr);
 
   g_signal_connect_data(
       pipeline_, "source-setup",

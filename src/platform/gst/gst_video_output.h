@@ -2,6 +2,7 @@
 
 #include <gst/gst.h>
 
+#include <atomic>
 #include <mutex>
 
 #include "render/video_output.h"
@@ -25,6 +26,8 @@ class GstVideoOutput final : public VideoOutput {
   // The newest frame (whether or not it was handed out before), marking it handed
   // out; null before the first frame.
   std::shared_ptr<PixelBuffer> copyPixelBuffer(double itemTimeSeconds) override;
+  void setRgbaWanted(bool wanted) override { rgbaWanted_.store(wanted); }
+  bool rgbaWanted() const { return rgbaWanted_.load(); }
 
   // Streaming thread: keeps a reference to the sample as the newest frame.
   void deliver(GstSample* sample);
@@ -35,6 +38,7 @@ class GstVideoOutput final : public VideoOutput {
   std::mutex mutex_;
   GstSample* newest_ = nullptr;
   bool fresh_ = false;
+  std::atomic<bool> rgbaWanted_{false};
 };
 
 }  // namespace zent

@@ -7,6 +7,7 @@
 
 #include "platform/gst/caption_text.h"
 #include "platform/gst/thread_handoff.h"
+#include "support/logger.h"
 #include "support/main_queue.h"
 
 namespace zent {
@@ -93,7 +94,7 @@ void SinkRelay::attachTextSink(GstElement* appsink) {
 
 GstFlowReturn SinkRelay::videoPreroll(GstElement* sink, gpointer relay) {
   if (GstSample* sample = gst_app_sink_pull_preroll(GST_APP_SINK(sink))) {
-    relayOf(relay).onVideoSample(sample);
+    relayOf(relay).onVideoSample(sink, sample);
     gst_sample_unref(sample);
   }
   return GST_FLOW_OK;
@@ -101,7 +102,7 @@ GstFlowReturn SinkRelay::videoPreroll(GstElement* sink, gpointer relay) {
 
 GstFlowReturn SinkRelay::videoSample(GstElement* sink, gpointer relay) {
   if (GstSample* sample = gst_app_sink_pull_sample(GST_APP_SINK(sink))) {
-    relayOf(relay).onVideoSample(sample);
+    relayOf(relay).onVideoSample(sink, sample);
     gst_sample_unref(sample);
   }
   return GST_FLOW_OK;
@@ -125,7 +126,43 @@ GstFlowReturn SinkRelay::textSample(GstElement* sink, gpointer relay) {
   return GST_FLOW_OK;
 }
 
-void SinkRelay::onVideoSample(GstSample* sample) {
+void SinkRelay::onVideoSample(GstElement* sink, GstSample* sample) {
+  GstCaps* caps = gst_sample_get_caps(sample);
+  GstVideoInfo info;
+  const bool rgbaFrame = caps != nullptr && gst_video_info_from_caps(&info, caps) &&
+                         GST_VIDEO_INFO_FORMAT(&info) == GST_VIDEO_FORMAT_RGBA;
+  bool rgba = false;
+  bool askAgain = false;
+  bool converting = false;
+  {
+    std::lock_guard lock(mutex_);
+    for (const auto& output : videoOutputs_) rgba = rgba || output->rgbaWanted();
+    askAgain = !detached_ && rgba != rgbaAsked_;
+    if (askAgain) rgbaAsked_ = rgba;
+    converting = rgbaFrame && !rgbaDelivered_ && rgbaAsked_;
+    rgbaDelivered_ = rgbaFrame;
+  }
+  if (askAgain) askForFormat(sink, rgba);
+  if (converting) {
+    Logger::log(LogLevel::DEBUG,
+                "Media engine: video frames now come converted to RGBA by the pipeline (the "
+                "host's OpenGL rasterises on the CPU)");
+  }
+  deliverVideoSample(sample);
+}
+
+void SinkRelay::askForFormat(GstElement* sink, bool rgba) {
+  GstCaps* caps = gst_caps_from_string(rgba ? kRgbaVideoCaps : kDecodedVideoCaps);
+  g_object_set(sink, "caps", caps, nullptr);
+  gst_caps_unref(caps);
+  // The converter upstream picks the new format with its next frame.
+  GstPad* pad = gst_element_get_static_pad(sink, "sink");
+  if (pad == nullptr) return;
+  gst_pad_push_event(pad, gst_event_new_reconfigure());
+  gst_object_unref(pad);
+}
+
+void SinkRelay::deliverVideoSample(GstSample* sample) {
   GstBuffer* buffer = gst_sample_get_buffer(sample);
   GstCaps* caps = gst_sample_get_caps(sample);
   if (buffer == nullptr) return;

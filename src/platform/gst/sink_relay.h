@@ -15,6 +15,12 @@
 
 namespace zent {
 
+// What the video appsink accepts: frames as decoded, or RGBA converted by the
+// pipeline's converter when the host's GL rasterises on the CPU.
+inline constexpr const char* kDecodedVideoCaps =
+    "video/x-raw, format=(string){ I420, NV12, BGRA, RGBA }";
+inline constexpr const char* kRgbaVideoCaps = "video/x-raw, format=(string)RGBA";
+
 // The negotiated picture of an item's video sink.
 struct VideoGeometry {
   int32_t width = 0;  // in decoded pixels
@@ -60,7 +66,11 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
   void deliverId3Tag(std::vector<uint8_t> tag);
 
  private:
-  void onVideoSample(GstSample* sample);
+  void onVideoSample(GstElement* sink, GstSample* sample);
+  // Gives the video sink the caps the outputs ask for and has the pipeline
+  // negotiate again (streaming thread, no lock held).
+  static void askForFormat(GstElement* sink, bool rgba);
+  void deliverVideoSample(GstSample* sample);
   void onTextSample(GstSample* sample);
   void postCaption(std::vector<std::string> lines);
   void scheduleCaptionClear(GstElement* sink, GstSample* sample);
@@ -83,6 +93,8 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
   GstSample* lastSample_ = nullptr;
   GstCaps* lastCaps_ = nullptr;
   std::optional<VideoGeometry> geometry_;
+  bool rgbaAsked_ = false;      // the video sink's caps ask for RGBA
+  bool rgbaDelivered_ = false;  // the last frame was RGBA
 
   // The caption on screen and the clock wait that clears it at its end.
   const GstBuffer* lastTextBuffer_ = nullptr;
