@@ -119,14 +119,23 @@ FetchResult readLocalFile(const std::string& path, const std::string& shownAs,
   struct stat info {};
   if (::fstat(fd, &info) != 0) return failure(shownAs + ": " + std::strerror(errno));
   if (S_ISDIR(info.st_mode)) return failure(shownAs + ": is a directory");
-  if (S_ISREG(info.st_mode) && static_cast<uint64_t>(info.st_size) > options.maxBytes) {
+  if (S_ISREG(info.st_mode) && static_cast<uint64_t>(info.st_size) > options.maxBytes &&
+      options.sniffBytes == 0) {
     return failure(refusedAsTooLarge(shownAs, options.maxBytes));
   }
 
   // Pipes and devices have no size: read until the end, refusing past the cap.
   FetchResult result;
   std::string buffer(kReadChunk, '\0');
+  bool sniffed = options.sniffBytes == 0 || !options.wanted;
   while (true) {
+    if (!sniffed && result.body.size() >= options.sniffBytes) {
+      sniffed = true;
+      if (!options.wanted("", result.body)) {
+        result.stoppedEarly = true;
+        break;
+      }
+    }
     if (cancelled(options)) return failure(shownAs + ": cancelled");
     ssize_t got = ::read(fd, buffer.data(), buffer.size());
     if (got < 0) {
@@ -174,14 +183,29 @@ struct Transfer {
   const FetchOptions* options = nullptr;
   std::string body;
   bool overCap = false;
-  long status = 0;     // of the last response whose status line was seen
-  std::string reason;  // its reason phrase ("Not Found"); HTTP/2 has none
+  long status = 0;          // of the last response whose status line was seen
+  std::string reason;       // its reason phrase ("Not Found"); HTTP/2 has none
+  std::string contentType;  // of the last response
+  bool sniffed = false;
+  bool stoppedEarly = false;
 };
 
 size_t onHeader(char* data, size_t size, size_t count, void* user) {
   auto* transfer = static_cast<Transfer*>(user);
   std::string_view line(data, size * count);
+  if (startsWithIgnoreCase(line, "content-type:")) {
+    std::string_view value = line.substr(13);
+    while (!value.empty() && (value.front() == ' ' || value.front() == '\t'))
+      value.remove_prefix(1);
+    while (!value.empty() &&
+           (value.back() == '\r' || value.back() == '\n' || value.back() == ' ')) {
+      value.remove_suffix(1);
+    }
+    transfer->contentType = std::string(value);
+    return size * count;
+  }
   if (line.substr(0, 5) != "HTTP/") return size * count;
+  transfer->contentType.clear();
   // "HTTP/1.1 404 Not Found\r\n": each response of a redirect chain starts anew.
   transfer->status = 0;
   transfer->reason.clear();
@@ -212,6 +236,15 @@ size_t onBody(char* data, size_t size, size_t count, void* user) {
     return 0;  // makes curl stop with CURLE_WRITE_ERROR
   }
   transfer->body.append(data, bytes);
+  const FetchOptions& options = *transfer->options;
+  if (!transfer->sniffed && options.sniffBytes > 0 && options.wanted &&
+      transfer->body.size() >= options.sniffBytes) {
+    transfer->sniffed = true;
+    if (!options.wanted(transfer->contentType, transfer->body)) {
+      transfer->stoppedEarly = true;
+      return 0;  // stops the transfer; the bytes so far are the result
+    }
+  }
   return bytes;
 }
 
@@ -247,7 +280,9 @@ FetchResult fetchHttp(const std::string& url, const FetchOptions& options) {
   }
   // Refused from the Content-Length before any body arrives; chunked bodies
   // are stopped by onBody when they pass the cap.
-  if (options.maxBytes > 0 && options.maxBytes < static_cast<std::size_t>(INT64_MAX)) {
+  // (Not while sniffing: a large media file is told by its first bytes, at once.)
+  if (options.maxBytes > 0 && options.maxBytes < static_cast<std::size_t>(INT64_MAX) &&
+      options.sniffBytes == 0) {
     curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(options.maxBytes));
   }
   curl_easy_setopt(curl, CURLOPT_ACCEPT_ENCODING, "");  // any encoding curl can decode
@@ -275,7 +310,12 @@ FetchResult fetchHttp(const std::string& url, const FetchOptions& options) {
   curl_slist_free_all(headers);
 
   const std::string& where = result.effectiveUrl;
-  if (code == CURLE_ABORTED_BY_CALLBACK && cancelled(options)) {
+  result.contentType = transfer.contentType;
+  if (transfer.stoppedEarly && status < 400) {
+    result.ok = true;
+    result.stoppedEarly = true;
+    result.body = std::move(transfer.body);
+  } else if (code == CURLE_ABORTED_BY_CALLBACK && cancelled(options)) {
     result.error = where + ": cancelled";
   } else if (status >= 400) {
     result.error = "HTTP " + std::to_string(status);

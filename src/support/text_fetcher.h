@@ -2,7 +2,9 @@
 
 #include <atomic>
 #include <cstddef>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zent {
@@ -13,14 +15,23 @@ struct FetchOptions {
   std::size_t maxBytes = 16 * 1024 * 1024;  // larger bodies are refused, not truncated
   std::vector<std::string> headers;         // "Name: value"
   const std::atomic<bool>* cancelFlag = nullptr;
+  // Sniffing: once the first `sniffBytes` bytes are in (0: never), `wanted` is
+  // asked, with the response's Content-Type ("" for files), whether the whole
+  // resource is worth reading. When it says no, the read stops there and the
+  // result is ok, stoppedEarly, with the bytes read so far: a media file at an
+  // address that says nothing of its kind is not downloaded to find out.
+  std::size_t sniffBytes = 0;
+  std::function<bool(std::string_view contentType, std::string_view firstBytes)> wanted;
 };
 
 struct FetchResult {
   bool ok = false;
   std::string body;
-  std::string effectiveUrl;  // after redirects; the path for local files
-  long httpStatus = 0;       // 0 for local files
-  std::string error;         // the reason, as a host developer can act on it
+  std::string effectiveUrl;   // after redirects; the path for local files
+  long httpStatus = 0;        // 0 for local files
+  std::string contentType;    // the response's Content-Type, "" when none (files)
+  bool stoppedEarly = false;  // sniffing said the rest is not wanted
+  std::string error;          // the reason, as a host developer can act on it
 };
 
 // Reads a whole text resource: an http(s) URL (redirects followed), a file:// URL

@@ -6,6 +6,7 @@
 
 #include "manifest/log_capture.h"
 #include "platform/manifest/manifest_reader.h"
+#include "support/http_server.h"
 
 namespace zent {
 namespace {
@@ -206,6 +207,28 @@ TEST_F(ManifestFile, MissingFileIsAnError) {
   auto errors = LogCapture::atLeast(LogLevel::ERROR);
   ASSERT_EQ(errors.size(), 1u);
   EXPECT_NE(errors[0].text.find("No such file"), std::string::npos) << errors[0].text;
+}
+
+// An address that names neither media nor a manifest: media are told by their
+// first bytes and not downloaded; a playlist there is read whole.
+TEST_F(ManifestFile, MediaAtAnAddressWithoutExtensionIsNotDownloaded) {
+  std::string media(8 * 1024 * 1024, '\x5a');
+  media.replace(0, 12,
+                std::string("\0\0\0\x20"
+                            "ftypisom",
+                            12));
+  write("movie", media);
+  write("playlist", kHls);
+  test::HttpServer server(dir_);
+  // Slow enough that a full read would show in the byte count, not in a timeout.
+  server.setBytesPerSecond(512 * 1024);
+  LogCapture log;
+  EXPECT_EQ(readManifest(server.url("movie"), kManifestSelectorNone).kind, Kind::Unknown);
+  EXPECT_LT(server.bytesSent(), 1024u * 1024u);
+  EXPECT_EQ(readManifest(dir_ + "/movie", kManifestSelectorNone).kind, Kind::Unknown);
+  EXPECT_EQ(LogCapture::problems(), "");
+  server.setBytesPerSecond(0);
+  EXPECT_EQ(readManifest(server.url("playlist"), kManifestSelectorNone).kind, Kind::HlsMaster);
 }
 
 }  // namespace

@@ -121,6 +121,7 @@ struct HttpServer::Impl {
   uint64_t refuseApplied = 0;
   int stalled = 0;
   uint64_t bytesPerSecond = 0;
+  std::atomic<uint64_t> bytesSent{0};
   std::chrono::milliseconds delayShortest{0}, delayLongest{0};
   std::minstd_rand delayDraw{20240611};
   std::map<std::string, std::pair<int, int>> statusOverrides;  // path -> (status, times left)
@@ -265,6 +266,7 @@ struct HttpServer::Impl {
     while (size > 0) {
       ssize_t sent = send(c->fd, data, size, MSG_NOSIGNAL);
       if (sent > 0) {
+        bytesSent += static_cast<uint64_t>(sent);
         data += sent;
         size -= static_cast<size_t>(sent);
         continue;
@@ -644,6 +646,10 @@ void HttpServer::dropConnections() {
     [[maybe_unused]] ssize_t written = write(connection->wakeFd, &one, sizeof one);
   }
   impl_->changed.notify_all();
+}
+
+uint64_t HttpServer::bytesSent() const {
+  return impl_->bytesSent.load();
 }
 
 void HttpServer::setResponseDelay(std::chrono::milliseconds shortest,

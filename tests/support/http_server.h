@@ -108,6 +108,8 @@ class HttpServer {
   // Requests received for `path` (any status, including hanging ones).
   int requestCount(std::string_view path) const;
   int totalRequestCount() const;
+  // Bytes written to every connection so far, headers included.
+  uint64_t bytesSent() const;
   // Connections accepted so far.
   int connectionCount() const;
   int openConnectionCount() const;

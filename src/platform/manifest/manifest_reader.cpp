@@ -1,6 +1,7 @@
 #include "platform/manifest/manifest_reader.h"
 
 #include <array>
+#include <cctype>
 
 #include "platform/manifest/dash_mpd.h"
 #include "platform/manifest/hls_master_playlist.h"
@@ -56,6 +57,21 @@ bool namesMediaFile(const std::string& url) {
   return false;
 }
 
+// Enough of a document to tell a playlist or an MPD from media.
+constexpr std::size_t kSniffBytes = 4096;
+
+// Whether a resource of undeclared kind may be a manifest: its Content-Type
+// names one, or its first bytes begin a playlist or an XML document.
+bool mayBeManifest(std::string_view contentType, std::string_view firstBytes) {
+  std::string type(contentType.substr(0, contentType.find(';')));
+  for (char& c : type) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (type.find("mpegurl") != std::string::npos || type.find("dash+xml") != std::string::npos) {
+    return true;
+  }
+  return firstLine(firstBytes.substr(0, firstBytes.find('\n'))) == "#EXTM3U" ||
+         looksLikeXml(firstBytes);
+}
+
 }  // namespace
 
 ManifestInfo parseManifest(std::string_view text, const std::string& baseUrl,
@@ -102,7 +118,21 @@ ManifestInfo readManifest(const std::string& url, int64_t mimeSelector,
     Logger::log(LogLevel::DEBUG, "Manifest " + url + ": a media file; no variants");
     return unread;
   }
-  FetchResult fetched = fetchText(url, options);
+  FetchOptions reading = options;
+  if (guessing) {
+    // Nothing says what the address holds: its first bytes do, and media stop there.
+    reading.sniffBytes = kSniffBytes;
+    reading.wanted = mayBeManifest;
+  }
+  FetchResult fetched = fetchText(url, reading);
+  if (fetched.ok && fetched.stoppedEarly) {
+    Logger::log(LogLevel::DEBUG,
+                "Manifest " + url + ": media (" +
+                    (fetched.contentType.empty() ? std::string("by its first bytes")
+                                                 : fetched.contentType) +
+                    "); not read further, no variants");
+    return unread;
+  }
   if (!fetched.ok) {
     if (options.cancelFlag && options.cancelFlag->load()) {
       Logger::log(LogLevel::DEBUG, "Manifest " + url + ": reading cancelled");
