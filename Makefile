@@ -71,6 +71,7 @@ demo: build
 	bash scripts/demo.sh $(BUILD)
 
 bench: build
+	@bash scripts/install-deps.sh --bench
 	bash scripts/run-benchmarks.sh $(BUILD)
 
 format:

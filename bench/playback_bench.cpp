@@ -23,12 +23,7 @@
 // Media are made with ffmpeg on first use in <build>/bench-media. Usage:
 //   playback_bench [--runs N] [--ready-runs N] [--window S]
 
-#include <fcntl.h>
 #include <gst/gst.h>
-#include <poll.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -50,164 +45,92 @@
 #include <utility>
 #include <vector>
 
+#include "bench_process.h"
 #include "headless_context.h"
 #include "player_events.h"
+#include "support/http_server.h"
 #include "zent_library.h"
-
-extern char** environ;
 
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
+using bench::Child;
+using bench::Clock;
+using bench::loadAverage;
+using bench::median;
+using bench::msSince;
+using bench::runChecked;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr int kClipSeconds = 24;
 constexpr int kWarmUpSeconds = 3;
 
-double msSince(Clock::time_point start) {
-  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-// ---- Child processes ------------------------------------------------------
-
-class Child {
- public:
-  explicit Child(const std::vector<std::string>& argv, bool withoutDisplay = true) {
-    std::vector<std::string> environment;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-      const std::string text = *entry;
-      if (withoutDisplay &&
-          (text.rfind("DISPLAY=", 0) == 0 || text.rfind("WAYLAND_DISPLAY=", 0) == 0))
-        continue;
-      environment.push_back(text);
-    }
-    int out[2];
-    if (pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
-    const int devNull = open("/dev/null", O_RDWR | O_CLOEXEC);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, devNull, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, devNull, STDERR_FILENO);
-    std::vector<char*> args;
-    for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
-    args.push_back(nullptr);
-    std::vector<char*> envp;
-    for (auto& entry : environment) envp.push_back(entry.data());
-    envp.push_back(nullptr);
-    const int failed = posix_spawnp(&pid_, args[0], &actions, nullptr, args.data(), envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    close(out[1]);
-    close(devNull);
-    if (failed != 0) {
-      close(out[0]);
-      throw std::runtime_error("cannot start " + argv[0] + ": " + std::strerror(failed));
-    }
-    out_ = out[0];
-  }
-  ~Child() {
-    stop();
-    close(out_);
-  }
-
-  // The first line from now on that contains `text`, or nullopt.
-  std::optional<std::string> waitFor(const std::string& text, milliseconds timeout) {
-    const auto deadline = Clock::now() + timeout;
-    while (true) {
-      const auto newline = buffer_.find('\n');
-      if (newline != std::string::npos) {
-        std::string line = buffer_.substr(0, newline);
-        buffer_.erase(0, newline + 1);
-        if (line.find(text) != std::string::npos) return line;
-        continue;
-      }
-      const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now());
-      if (left.count() <= 0) return std::nullopt;
-      pollfd output{out_, POLLIN, 0};
-      if (poll(&output, 1, static_cast<int>(left.count())) <= 0) continue;
-      char chunk[4096];
-      const ssize_t got = read(out_, chunk, sizeof chunk);
-      if (got <= 0) return std::nullopt;
-      buffer_.append(chunk, static_cast<size_t>(got));
-    }
-  }
-
-  // Complete lines printed since the last read, without waiting.
-  std::vector<std::string> readAvailable() {
-    std::vector<std::string> lines;
-    while (true) {
-      pollfd output{out_, POLLIN, 0};
-      if (poll(&output, 1, 0) <= 0) break;
-      char chunk[4096];
-      const ssize_t got = read(out_, chunk, sizeof chunk);
-      if (got <= 0) break;
-      buffer_.append(chunk, static_cast<size_t>(got));
-    }
-    for (auto newline = buffer_.find('\n'); newline != std::string::npos;
-         newline = buffer_.find('\n')) {
-      lines.push_back(buffer_.substr(0, newline));
-      buffer_.erase(0, newline + 1);
-    }
-    return lines;
-  }
-
-  // User plus system CPU time of the whole process (all its threads), seconds.
-  double cpuSeconds() const {
-    std::ifstream stat("/proc/" + std::to_string(pid_) + "/stat");
-    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
-    // Fields after the command name, which is in parentheses and may hold blanks.
-    std::istringstream fields(text.substr(text.rfind(')') + 2));
-    std::string field;
-    unsigned long long utime = 0, stime = 0;
-    for (int index = 3; fields >> field; ++index) {
-      if (index == 14) utime = std::stoull(field);
-      if (index == 15) {
-        stime = std::stoull(field);
-        break;
-      }
-    }
-    return static_cast<double>(utime + stime) / static_cast<double>(sysconf(_SC_CLK_TCK));
-  }
-
-  void stop() {
-    if (pid_ <= 0) return;
-    kill(pid_, SIGTERM);
-    for (int i = 0; i < 100; ++i) {
-      int status = 0;
-      if (waitpid(pid_, &status, WNOHANG) == pid_) {
-        pid_ = -1;
-        return;
-      }
-      std::this_thread::sleep_for(milliseconds(20));
-    }
-    kill(pid_, SIGKILL);
-    waitpid(pid_, nullptr, 0);
-    pid_ = -1;
-  }
-
- private:
-  pid_t pid_ = -1;
-  int out_ = -1;
-  std::string buffer_;
-};
-
-void runChecked(const std::vector<std::string>& argv) {
-  Child child(argv);
-  child.waitFor("\x01never", seconds(600));  // to the end of its output
-  // The destructor reaps it; ffmpeg failures show as missing files below.
-}
-
 // ---- Media ----------------------------------------------------------------
 
 struct Media {
   std::string mp4;     // 1080p30 H.264 + AAC
   std::string hlsDir;  // the same, cut into 2 s MPEG-TS segments
+  // 720p30 MP4s at a constant 10 Mbit/s, of about 14 and 50 MB, named without
+  // an extension (served as application/octet-stream).
+  std::string progressive14;
+  std::string progressive50;
 };
 
+// A constant-rate 720p30 MP4 of about `megabytes` MB at `path` (no extension).
+void makeSizedClip(const std::string& path, int megabytes) {
+  if (fs::exists(path)) return;
+  std::printf("making %s (ffmpeg, once)\n", path.c_str());
+  std::fflush(stdout);
+  const double seconds = megabytes * 8.0 / 10.13;  // 10 Mbit/s video + 128 kbit/s audio
+  const std::string duration = std::to_string(seconds);
+  const std::string partial = path + ".partial.mp4";
+  runChecked({"ffmpeg",
+              "-nostdin",
+              "-v",
+              "error",
+              "-y",
+              "-f",
+              "lavfi",
+              "-i",
+              "testsrc2=size=1280x720:rate=30:duration=" + duration,
+              "-f",
+              "lavfi",
+              "-i",
+              "sine=frequency=440:sample_rate=48000:duration=" + duration,
+              "-c:v",
+              "libx264",
+              "-preset",
+              "veryfast",
+              "-pix_fmt",
+              "yuv420p",
+              "-b:v",
+              "10M",
+              "-minrate",
+              "10M",
+              "-maxrate",
+              "10M",
+              "-bufsize",
+              "10M",
+              "-x264-params",
+              "nal-hrd=cbr",
+              "-g",
+              "30",
+              "-c:a",
+              "aac",
+              "-b:a",
+              "128k",
+              "-movflags",
+              "+faststart",
+              partial});
+  if (!fs::exists(partial)) throw std::runtime_error("ffmpeg could not make " + path);
+  fs::rename(partial, path);
+}
+
 Media makeMedia(const std::string& dir) {
-  Media media{dir + "/playback-1080p30-v1.mp4", dir + "/playback-1080p30-hls-v1"};
+  Media media;
+  media.mp4 = dir + "/playback-1080p30-v1.mp4";
+  media.hlsDir = dir + "/playback-1080p30-hls-v1";
   fs::create_directories(dir);
   if (!fs::exists(media.mp4)) {
     std::printf("making %s (ffmpeg, once)\n", media.mp4.c_str());
@@ -283,28 +206,12 @@ Media makeMedia(const std::string& dir) {
     fs::remove_all(media.hlsDir);
     fs::rename(partial, media.hlsDir);
   }
+  media.progressive14 = dir + "/progressive-14mb-v1";
+  media.progressive50 = dir + "/progressive-50mb-v1";
+  makeSizedClip(media.progressive14, 14);
+  makeSizedClip(media.progressive50, 50);
   return media;
 }
-
-// A loopback HTTP server for `root` (python3's http.server) and its port.
-class LoopbackServer {
- public:
-  explicit LoopbackServer(const std::string& root)
-      : child_({"python3", "-u", "-m", "http.server", "0", "--bind", "127.0.0.1", "--directory",
-                root}) {
-    const auto line = child_.waitFor("Serving HTTP on", seconds(20));
-    if (!line) throw std::runtime_error("python3 -m http.server did not start");
-    const auto at = line->find(" port ");
-    port_ = std::stoi(line->substr(at + 6));
-  }
-  std::string url(const std::string& path) const {
-    return "http://127.0.0.1:" + std::to_string(port_) + "/" + path;
-  }
-
- private:
-  Child child_;
-  int port_ = 0;
-};
 
 // ---- Child modes: the library ------------------------------------------------
 
@@ -320,9 +227,13 @@ bool waitForEvent(int32_t type, milliseconds timeout) {
   return false;
 }
 
+// Local paths open as local content; URLs with no type said, as a host that
+// does not know what an address holds opens them (HLS is told by .m3u8).
 int64_t openContent(zentplay::ZentLibrary& lib, int32_t player, const std::string& target) {
   if (target.rfind("http", 0) == 0) {
-    return lib.NativeOpenURI(player, target.c_str(), ZENTPLAYER_MIME_HLS);
+    const bool hls = target.find(".m3u8") != std::string::npos;
+    return lib.NativeOpenURI(player, target.c_str(),
+                             hls ? ZENTPLAYER_MIME_HLS : ZENTPLAYER_MIME_NONE);
   }
   return lib.NativeOpenLocalContent(player, target.c_str());
 }
@@ -467,19 +378,20 @@ std::string self() {
   return fs::read_symlink("/proc/self/exe").string();
 }
 
-double median(std::vector<double> values) {
-  if (values.empty()) return -1;
-  std::sort(values.begin(), values.end());
-  const size_t middle = values.size() / 2;
-  return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-}
-
 struct CpuCase {
-  CpuCase(std::string caseName, std::vector<std::string> command, std::string playing)
-      : name(std::move(caseName)), argv(std::move(command)), playingLine(std::move(playing)) {}
+  CpuCase(std::string caseName, std::vector<std::string> command, std::string playing,
+          std::string displayName = "", std::vector<std::string> environment = {})
+      : name(std::move(caseName)),
+        argv(std::move(command)),
+        playingLine(std::move(playing)),
+        display(std::move(displayName)),
+        env(std::move(environment)) {}
   std::string name;
   std::vector<std::string> argv;
-  std::string playingLine;  // printed once playback runs
+  std::string playingLine;  // printed once playback runs; "" for programs that say nothing
+  std::string display;      // the X display it opens its window on, if any
+  std::vector<std::string> env;
+  bench::ThreadSplit split;  // CPU-s/s by thread role, summed over the runs
   std::vector<double> cpu;
   std::vector<double> framesPerSecond;  // textures fetched per second, where counted
   std::vector<double> callMeanMs;       // NativeGetTexture, per second of the window
@@ -518,8 +430,12 @@ void updateMark(Child& child, FrameMark& mark, CpuCase* calls = nullptr) {
 // CPU-seconds per second over `window` of steady playback (and the rate of
 // textures fetched when the program reports it) into the case's samples.
 void measureCpu(CpuCase& c, int window) {
-  Child child(c.argv);
-  if (!child.waitFor(c.playingLine, seconds(60))) return;
+  Child child(c.argv, c.display, c.env);
+  if (c.playingLine.empty()) {
+    child.waitFor("\x01never", seconds(2));  // it says nothing: give it time to start
+  } else if (!child.waitFor(c.playingLine, seconds(60))) {
+    return;
+  }
   FrameMark first;
   FrameMark last;
   const auto warmUpEnd = Clock::now() + seconds(kWarmUpSeconds);
@@ -528,6 +444,7 @@ void measureCpu(CpuCase& c, int window) {
     std::this_thread::sleep_for(milliseconds(50));
   }
   const double cpu0 = child.cpuSeconds();
+  const bench::ThreadSplit split0 = child.threadSplit();
   const auto wall0 = Clock::now();
   const auto windowEnd = wall0 + seconds(window);
   while (Clock::now() < windowEnd) {
@@ -535,8 +452,13 @@ void measureCpu(CpuCase& c, int window) {
     std::this_thread::sleep_for(milliseconds(50));
   }
   const double cpu1 = child.cpuSeconds();
+  const bench::ThreadSplit split1 = child.threadSplit();
   const double wall = std::chrono::duration<double>(Clock::now() - wall0).count();
   c.cpu.push_back((cpu1 - cpu0) / wall);
+  for (const auto& [role, seconds] : split1) {
+    const auto before = split0.find(role);
+    c.split[role] += (seconds - (before == split0.end() ? 0.0 : before->second)) / wall;
+  }
   if (first.frames >= 0 && last.frames > first.frames) {
     const double span = std::chrono::duration<double>(last.at - first.at).count();
     c.framesPerSecond.push_back((last.frames - first.frames) / span);
@@ -547,13 +469,22 @@ struct ReadyRow {
   std::string name;
   std::vector<double> ready[2];  // first and second open
   std::vector<double> texture[2];
+  std::vector<double> megabytes;  // sent by the origin until the first open's ready
+  std::vector<double> requests;   // requests it got until then
 };
 
-void collectReady(ReadyRow& row, const std::vector<std::string>& argv) {
+void collectReady(ReadyRow& row, const std::vector<std::string>& argv,
+                  zent::test::HttpServer* origin = nullptr) {
+  const uint64_t bytes0 = origin ? origin->bytesSent() : 0;
+  const int requests0 = origin ? origin->totalRequestCount() : 0;
   Child child(argv);
   for (int open = 0; open < 2; ++open) {
     const auto line = child.waitFor("open ", seconds(90));
     if (!line) return;
+    if (origin && open == 0) {
+      row.megabytes.push_back(static_cast<double>(origin->bytesSent() - bytes0) / 1e6);
+      row.requests.push_back(origin->totalRequestCount() - requests0);
+    }
     double ready = -1, texture = -1;
     if (std::sscanf(line->c_str(), "open %*d ready_ms=%lf texture_ms=%lf", &ready, &texture) == 2) {
       row.ready[open].push_back(ready);
@@ -569,23 +500,17 @@ std::string cell(const std::vector<double>& values) {
   return text;
 }
 
-// The 1-minute load average: other work on the machine skews every figure.
-std::string loadAverage() {
-  std::ifstream file("/proc/loadavg");
-  std::string first;
-  file >> first;
-  return first.empty() ? "?" : first;
-}
-
 int parent(int runs, int readyRuns, int window) {
   const std::string buildDir = ZENT_BINARY_DIR;
   const Media media = makeMedia(buildDir + "/bench-media");
-  LoopbackServer server(fs::path(media.hlsDir).parent_path().string());
+  zent::test::HttpServer server(fs::path(media.hlsDir).parent_path().string());
   const std::string hlsUrl =
       server.url(fs::path(media.hlsDir).filename().string() + "/master.m3u8");
   const std::string library = ZENT_LIBRARY_PATH;
   const std::string fileUri = "file://" + media.mp4;
 
+  // ffplay and mpv draw into a window: a virtual X server, GL on the same llvmpipe.
+  const bench::VirtualDisplay display;
   std::vector<CpuCase> cases = {
       {"libzentplayer -> GL textures (bench host, 30 polls/s)",
        {self(), "--child-textures", library, media.mp4},
@@ -602,6 +527,15 @@ int parent(int runs, int readyRuns, int window) {
         "video-sink=videoconvert ! video/x-raw,format=RGBA ! fakesink sync=true",
         "audio-sink=fakesink sync=true"},
        "Setting pipeline to PLAYING"},
+      {"ffplay (SDL window on Xvfb)",
+       {"ffplay", "-loglevel", "quiet", "-nostats", "-autoexit", media.mp4},
+       "",
+       display.name(),
+       {"SDL_AUDIODRIVER=dummy"}},
+      {"mpv --vo=gpu (window on Xvfb)",
+       {"mpv", "--vo=gpu", "--ao=null", "--really-quiet", "--term-playing-msg=playing", media.mp4},
+       "playing",
+       display.name()},
   };
   std::printf("playback_bench: %s, 1920x1080 30 fps H.264 6 Mbit/s + AAC, %ld CPUs, load %s\n",
               media.mp4.c_str(), sysconf(_SC_NPROCESSORS_ONLN), loadAverage().c_str());
@@ -626,6 +560,12 @@ int parent(int runs, int readyRuns, int window) {
     }
     if (!c.framesPerSecond.empty()) std::snprintf(rate, sizeof rate, "%.1f", fps);
     std::printf("  %-58s %8s %9s %10s\n", c.name.c_str(), figure, rate, perFrame);
+    if (c.cpu.empty()) continue;
+    std::printf("      by thread, CPU-s/s:");
+    for (const auto& [role, total] : c.split) {
+      std::printf(" %s %.2f", role.c_str(), total / static_cast<double>(c.cpu.size()));
+    }
+    std::printf("\n");
   }
   std::printf(
       "  frames/s: textures fetched per second by the host loop (30 polls/s);\n"
@@ -641,22 +581,40 @@ int parent(int runs, int readyRuns, int window) {
       "  playbin3 (gst-play-1.0's pipeline, fakesinks): PLAYING requested -> prerolled,\n"
       "  and -> first frame rendered\n");
   std::fflush(stdout);
-  ReadyRow rows[4] = {{"libzentplayer, local MP4", {}, {}},
-                      {"playbin3,      local MP4", {}, {}},
-                      {"libzentplayer, loopback HLS", {}, {}},
-                      {"playbin3,      loopback HLS", {}, {}}};
-  for (int run = 0; run < readyRuns; ++run) {
-    collectReady(rows[0], {self(), "--child-ready", library, media.mp4});
-    collectReady(rows[1], {self(), "--child-gst-ready", fileUri});
-    collectReady(rows[2], {self(), "--child-ready", library, hlsUrl});
-    collectReady(rows[3], {self(), "--child-gst-ready", hlsUrl});
+  const std::string url14 = server.url(fs::path(media.progressive14).filename().string());
+  const std::string url50 = server.url(fs::path(media.progressive50).filename().string());
+  std::vector<ReadyRow> rows;
+  for (const char* content :
+       {"local MP4", "loopback HLS", "14 MB MP4, no ext.", "50 MB MP4, no ext."}) {
+    rows.push_back(ReadyRow{std::string("libzentplayer, ") + content, {}, {}, {}, {}});
+    rows.push_back(ReadyRow{std::string("playbin3,      ") + content, {}, {}, {}, {}});
   }
-  std::printf("  %-30s %20s %24s\n", "", "ready (1st / 2nd)", "first frame (1st / 2nd)");
+  const std::string targets[4] = {media.mp4, hlsUrl, url14, url50};
+  for (int run = 0; run < readyRuns; ++run) {
+    for (int t = 0; t < 4; ++t) {
+      const bool local = t == 0;
+      const std::string uri = local ? fileUri : targets[t];
+      collectReady(rows[2 * t], {self(), "--child-ready", library, targets[t]},
+                   local ? nullptr : &server);
+      collectReady(rows[2 * t + 1], {self(), "--child-gst-ready", uri}, local ? nullptr : &server);
+    }
+  }
+  std::printf("  %-36s %20s %24s %16s\n", "", "ready (1st / 2nd)", "first frame (1st / 2nd)",
+              "MB sent, requests");
   for (const auto& row : rows) {
     const std::string ready = cell(row.ready[0]) + " / " + cell(row.ready[1]);
     const std::string texture = cell(row.texture[0]) + " / " + cell(row.texture[1]);
-    std::printf("  %-30s %20s %24s\n", row.name.c_str(), ready.c_str(), texture.c_str());
+    char fetched[48] = "-";
+    if (!row.megabytes.empty()) {
+      std::snprintf(fetched, sizeof fetched, "%.2f, %.0f", median(row.megabytes),
+                    median(row.requests));
+    }
+    std::printf("  %-36s %20s %24s %16s\n", row.name.c_str(), ready.c_str(), texture.c_str(),
+                fetched);
   }
+  std::printf(
+      "  MB sent: what the loopback origin sent from the start of the process to the first\n"
+      "  ready (preroll), median; a download made twice would show as about twice the bytes\n");
   std::printf("load average at the end: %s\n", loadAverage().c_str());
   return 0;
 }

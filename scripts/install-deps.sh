@@ -20,6 +20,8 @@ PACKAGES=(
   # test media and the loopback server
   ffmpeg python3 iproute2
 )
+# With --bench: the players the benchmarks measure beside the library.
+[ "${1:-}" = "--bench" ] && PACKAGES+=(mpv)
 
 missing=()
 for p in "${PACKAGES[@]}"; do

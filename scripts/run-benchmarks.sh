@@ -20,4 +20,5 @@ run srt_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 run manifest_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 run texture_bench
 run playback_bench
+run multi_player_bench
 run seek_stress
