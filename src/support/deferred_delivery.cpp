@@ -1,12 +1,16 @@
 #include "support/deferred_delivery.h"
 
-#include <vector>
+#include <deque>
 
 namespace zent {
 namespace {
 
 thread_local int tLockDepth = 0;
-thread_local std::vector<std::function<void()>> tPending;
+// Calls queued on this thread, delivered in the order they were made.
+thread_local std::deque<std::function<void()>> tPending;
+// This thread is delivering queued calls: a host that calls back into the
+// library from one of them raises events that must come after the rest.
+thread_local bool tDelivering = false;
 
 }  // namespace
 
@@ -15,7 +19,7 @@ bool DeferredDelivery::deferring() {
 }
 
 void DeferredDelivery::run(std::function<void()> call) {
-  if (tLockDepth > 0) {
+  if (tLockDepth > 0 || tDelivering) {
     tPending.push_back(std::move(call));
     return;
   }
@@ -27,10 +31,14 @@ void DeferredDelivery::enterLock() {
 }
 
 void DeferredDelivery::leaveLock() {
-  if (--tLockDepth > 0 || tPending.empty()) return;
-  std::vector<std::function<void()>> calls;
-  calls.swap(tPending);
-  for (auto& call : calls) call();
+  if (--tLockDepth > 0 || tDelivering || tPending.empty()) return;
+  tDelivering = true;
+  while (!tPending.empty()) {
+    std::function<void()> call = std::move(tPending.front());
+    tPending.pop_front();
+    call();
+  }
+  tDelivering = false;
 }
 
 }  // namespace zent

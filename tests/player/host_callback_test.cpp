@@ -55,5 +55,38 @@ TEST_F(HostCallbackTest, ALogCallbackMayCallBackIntoTheLibrary) {
   EXPECT_EQ(seenState, 0);
 }
 
+// A host that pauses from its ready callback: the events it gets keep the order
+// they were raised in (ready, autoplay's play, its own pause), and the last one
+// names the state the player is in.
+std::mutex gTypesMutex;
+std::condition_variable gTypesChanged;
+std::vector<int32_t> gTypes;
+BridgePlayer* gPausingBridge = nullptr;
+
+void pausingListener(bool, int32_t player, int32_t type, int32_t, int32_t, int32_t, int32_t,
+                     const char*) {
+  {
+    std::lock_guard<std::mutex> lock(gTypesMutex);
+    gTypes.push_back(type);
+  }
+  gTypesChanged.notify_all();
+  if (type == 0) gPausingBridge->Pause(player);
+}
+
+TEST_F(HostCallbackTest, AListenerThatCallsBackInGetsEventsInTheOrderRaised) {
+  bridge->AddStream(true);
+  gPausingBridge = bridge.get();
+  bridge->SetPlayerListener(&pausingListener);
+  bridge->OpenURI("http://example.test/a.mp4", 0, 0);
+  auto item = engine->item(0);
+  engine->player(0);
+  item->resolve(ItemStatus::ReadyToPlay);
+  std::unique_lock<std::mutex> lock(gTypesMutex);
+  gTypesChanged.wait_for(lock, std::chrono::seconds(10), [] { return gTypes.size() >= 3; });
+  EXPECT_EQ(gTypes, (std::vector<int32_t>{0, 3, 4}));
+  EXPECT_EQ(bridge->getPlayerState(0), static_cast<int64_t>(ZentPlayerStatus::PAUSE));
+  storePlayerListener(nullptr);
+}
+
 }  // namespace
 }  // namespace zent::testing
