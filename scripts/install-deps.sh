@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building, testing and the demo need.
+# Installs the Debian packages that building, testing and the demo need, then
+# builds the fixed adaptivedemux2 plugin (scripts/build-adaptivedemux2.sh).
 # Idempotent: quiet and quick when everything is already present.
 set -euo pipefail
 
@@ -11,6 +12,8 @@ PACKAGES=(
   libglib2.0-dev libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
   gstreamer1.0-libav gstreamer1.0-tools
+  # the fixed adaptivedemux2 plugin, built from Debian's source package
+  dpkg-dev meson ninja-build libxml2-dev libssl-dev
   # network and manifests
   libcurl4-openssl-dev libpugixml-dev
   # GL path: libepoxy, EGL and Mesa's software rasteriser
@@ -30,11 +33,13 @@ for p in "${PACKAGES[@]}"; do
   fi
 done
 
-[ ${#missing[@]} -eq 0 ] && exit 0
+if [ ${#missing[@]} -gt 0 ]; then
+  SUDO=""
+  [ "$(id -u)" -ne 0 ] && SUDO="sudo"
+  echo "install-deps: installing ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  $SUDO apt-get update -qq
+  $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
 
-SUDO=""
-[ "$(id -u)" -ne 0 ] && SUDO="sudo"
-echo "install-deps: installing ${missing[*]}"
-export DEBIAN_FRONTEND=noninteractive
-$SUDO apt-get update -qq
-$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+bash "$(dirname "${BASH_SOURCE[0]}")/build-adaptivedemux2.sh"

@@ -48,6 +48,7 @@ extern "C" const char* __lsan_default_suppressions() {
          "leak:libgobject-2.0.so\n"
          "leak:libgstreamer-1.0.so\n"
          "leak:libgstadaptivedemux2.so\n"
+         "leak:libgstzentadaptivedemux2.so\n"
          "leak:_dl_init\n";
 }
 #endif

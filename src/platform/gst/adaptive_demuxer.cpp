@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/gst/adaptive_demux_choice.h"
 #include "platform/gst/thread_handoff.h"
 
 namespace zent {
@@ -238,7 +239,7 @@ bool AdaptiveDemuxer::isHls() const {
   GstElement* demuxer = current();
   if (demuxer == nullptr) return false;
   GstElementFactory* factory = gst_element_get_factory(demuxer);
-  bool hls = factory != nullptr && g_str_has_prefix(GST_OBJECT_NAME(factory), "hlsdemux");
+  bool hls = factory != nullptr && isHlsDemuxerFactory(GST_OBJECT_NAME(factory));
   gst_object_unref(demuxer);
   return hls;
 }

@@ -41,7 +41,7 @@ class AdaptiveDemuxer {
   void setCaps(double bitsPerSecond, Size2D resolution);
 
   bool present() const;
-  // True when the demuxer reads HLS (its factory is hlsdemux or hlsdemux2).
+  // True when the demuxer reads HLS (hlsdemux, hlsdemux2 or the fixed zenthlsdemux2).
   bool isHls() const;
   // The stream time, in seconds, up to which every audio and video stream of the
   // content has been downloaded and parsed: the earliest start of their latest

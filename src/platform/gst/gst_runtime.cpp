@@ -4,6 +4,7 @@
 
 #include <mutex>
 
+#include "platform/gst/adaptive_demux_choice.h"
 #include "support/logger.h"
 
 namespace zent {
@@ -18,6 +19,8 @@ bool ensureGstreamer(std::string* error) {
     if (!ready) {
       reason = gerror != nullptr ? gerror->message : "gst_init_check failed";
       Logger::log(LogLevel::ERROR, "GStreamer could not be initialised: " + reason);
+    } else {
+      chooseAdaptiveDemuxer();
     }
     if (gerror != nullptr) g_error_free(gerror);
   });
