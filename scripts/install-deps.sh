@@ -12,7 +12,7 @@ PACKAGES=(
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
   gstreamer1.0-libav gstreamer1.0-tools
   # network and manifests
-  libcurl4-openssl-dev libpugixml-dev
+  libcurl4-openssl-dev libpugixml-dev libicu-dev
   # GL path: libepoxy, EGL and Mesa's software rasteriser
   libepoxy-dev libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri
   # reference host window, snapshots and window tests
