@@ -1,4 +1,6 @@
 // Audio and caption renditions: the lists, their queries, selection and caption text.
+#include <algorithm>
+#include <cstdint>
 #include <string>
 
 #include "platform/manifest/manifest_info.h"
@@ -221,14 +223,10 @@ void ZentPlayer::legibleOutput(const std::vector<std::string>& strings) {
     subtitleTextBuffer = strings.front();
   }
   int64_t length = subtitleTextBuffer ? utf8CharacterCount(*subtitleTextBuffer) : 0;
-  auto totalMs = truncateToInt64(getTotalTime());
-  if (!totalMs) {
-    // Live content has no total time; its caption stays readable by polling.
-    reportBrokenInvariant(playerLine(playerIndex_, " | caption text"),
-                          "the total time is not a finite number");
-    return;
-  }
-  raiseEvent(11, length, *totalMs, subtitleTextBuffer.value_or(""));
+  // Live content has no total time (NaN): the event carries 0, as every float
+  // reaching the host is converted; a total beyond 32 bits saturates.
+  int32_t totalMs = saturatingToInt32(getTotalTime());
+  raiseEvent(11, std::min<int64_t>(length, INT32_MAX), totalMs, subtitleTextBuffer.value_or(""));
 }
 
 }  // namespace zent
