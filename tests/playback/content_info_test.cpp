@@ -19,11 +19,6 @@ class ContentInfoTest : public PlaybackTest {
     ASSERT_EQ(api().NativeOpenURI(0, url.c_str(), mime), 0);
     ASSERT_TRUE(waitForEvent(0, 3, seconds(30))) << describe();
   }
-  std::string text(char* heapText) {
-    std::string value = heapText;
-    std::free(heapText);
-    return value;
-  }
 };
 
 TEST_F(ContentInfoTest, MultiVariantHlsListsItsVideoVariantsInOrder) {

@@ -25,6 +25,7 @@ SinkRelay& relayOf(gpointer data) {
 struct ClearTicket {
   std::weak_ptr<SinkRelay> relay;
   uint64_t serial = 0;
+  GstClockTime runningTime = GST_CLOCK_TIME_NONE;
 };
 
 template <typename T, typename U>
@@ -39,6 +40,7 @@ SinkRelay::~SinkRelay() {
     gst_clock_id_unschedule(captionClear_);
     gst_clock_id_unref(captionClear_);
   }
+  if (captionClock_ != nullptr) gst_object_unref(captionClock_);
   if (lastCaps_ != nullptr) gst_caps_unref(lastCaps_);
   if (lastSample_ != nullptr) gst_sample_unref(lastSample_);
 }
@@ -57,9 +59,8 @@ void SinkRelay::attachVideoSink(GstElement* appsink) {
 
 void SinkRelay::attachTextSink(GstElement* appsink) {
   GstAppSinkCallbacks callbacks{};
-  callbacks.new_preroll = [](GstAppSink* sink, gpointer relay) {
-    return textPreroll(GST_ELEMENT(sink), relay);
-  };
+  // No preroll callback: a prerolled cue is rendered again when its time comes
+  // on the clock, and showing it at preroll would show it early.
   callbacks.new_sample = [](GstAppSink* sink, gpointer relay) {
     return textSample(GST_ELEMENT(sink), relay);
   };
@@ -107,19 +108,9 @@ GstFlowReturn SinkRelay::videoSample(GstElement* sink, gpointer relay) {
   return GST_FLOW_OK;
 }
 
-GstFlowReturn SinkRelay::textPreroll(GstElement* sink, gpointer relay) {
-  if (GstSample* sample = gst_app_sink_pull_preroll(GST_APP_SINK(sink))) {
-    relayOf(relay).onTextSample(sample);
-    relayOf(relay).scheduleCaptionClear(sink, sample);
-    gst_sample_unref(sample);
-  }
-  return GST_FLOW_OK;
-}
-
 GstFlowReturn SinkRelay::textSample(GstElement* sink, gpointer relay) {
   if (GstSample* sample = gst_app_sink_pull_sample(GST_APP_SINK(sink))) {
-    relayOf(relay).onTextSample(sample);
-    relayOf(relay).scheduleCaptionClear(sink, sample);
+    relayOf(relay).onTextSample(sink, sample);
     gst_sample_unref(sample);
   }
   return GST_FLOW_OK;
@@ -154,7 +145,20 @@ void SinkRelay::onVideoSample(GstSample* sample) {
   if (previous != nullptr) gst_sample_unref(previous);
 }
 
-void SinkRelay::onTextSample(GstSample* sample) {
+namespace {
+
+// The running time of a position in the sample's segment, or GST_CLOCK_TIME_NONE.
+GstClockTime runningTime(GstSample* sample, GstClockTime position) {
+  const GstSegment* segment = gst_sample_get_segment(sample);
+  if (segment == nullptr || !GST_CLOCK_TIME_IS_VALID(position)) return GST_CLOCK_TIME_NONE;
+  return gst_segment_to_running_time(segment, GST_FORMAT_TIME, position);
+}
+
+}  // namespace
+
+// The text sink renders each cue at its start on the pipeline clock: the cue
+// joins those on screen then.
+void SinkRelay::onTextSample(GstElement* sink, GstSample* sample) {
   GstBuffer* buffer = gst_sample_get_buffer(sample);
   if (buffer == nullptr) return;
   bool markup = false;
@@ -165,25 +169,53 @@ void SinkRelay::onTextSample(GstSample* sample) {
     markup = format != nullptr && g_str_equal(format, "pango-markup");
   }
   // The whole cue is one caption: its lines stay together in one string.
-  std::vector<std::string> lines;
+  std::string text;
   GstMapInfo map;
   if (gst_buffer_map(buffer, &map, GST_MAP_READ)) {
-    std::string text =
-        captionText(std::string_view(reinterpret_cast<const char*>(map.data), map.size), markup);
-    if (!text.empty()) lines.push_back(std::move(text));
+    text = captionText(std::string_view(reinterpret_cast<const char*>(map.data), map.size), markup);
     gst_buffer_unmap(buffer, &map);
   }
-  std::lock_guard lock(mutex_);
-  if (detached_) return;
   GstClockTime pts = GST_BUFFER_PTS(buffer);
+  GstClockTime start = runningTime(sample, pts);
+  GstClockTime end = GST_BUFFER_DURATION_IS_VALID(buffer) && GST_CLOCK_TIME_IS_VALID(pts)
+                         ? runningTime(sample, pts + GST_BUFFER_DURATION(buffer))
+                         : GST_CLOCK_TIME_NONE;
+  GstClock* clock = gst_element_get_clock(sink);
+  GstClockTime baseTime = gst_element_get_base_time(sink);
+
+  std::lock_guard lock(mutex_);
+  if (clock != nullptr) {
+    if (captionClock_ != nullptr) gst_object_unref(captionClock_);
+    captionClock_ = clock;
+    captionBaseTime_ = baseTime;
+  }
+  if (detached_) return;
   if (buffer == lastTextBuffer_ && pts == lastTextPts_) return;
   lastTextBuffer_ = buffer;
   lastTextPts_ = pts;
   if (!captionsOn_) return;
-  cancelCaptionClearLocked();
-  if (lines.empty() && !captionShown_) return;
-  captionShown_ = !lines.empty();
-  postCaption(std::move(lines));
+  // Cues that have ended by this one's start leave, and so do cues without an end.
+  std::erase_if(shownCues_, [&](const ShownCue& cue) {
+    return !GST_CLOCK_TIME_IS_VALID(cue.endRunningTime) ||
+           (GST_CLOCK_TIME_IS_VALID(start) && cue.endRunningTime <= start);
+  });
+  if (!text.empty()) shownCues_.push_back({end, std::move(text)});
+  postShownCuesLocked();
+  scheduleCaptionClearLocked();
+}
+
+// Posts the cues on screen, joined by "\n", when they differ from what was posted.
+void SinkRelay::postShownCuesLocked() {
+  std::string joined;
+  for (const ShownCue& cue : shownCues_) {
+    if (!joined.empty()) joined += '\n';
+    joined += cue.text;
+  }
+  if (joined.empty() && !captionShown_) return;
+  if (!joined.empty() && captionShown_ && joined == shownText_) return;
+  captionShown_ = !joined.empty();
+  shownText_ = joined;
+  postCaption(joined.empty() ? std::vector<std::string>{} : std::vector<std::string>{joined});
 }
 
 // Called with mutex_ held, so captions and clears reach the queue in order.
@@ -205,50 +237,46 @@ void SinkRelay::cancelCaptionClearLocked() {
   }
 }
 
-void SinkRelay::scheduleCaptionClear(GstElement* sink, GstSample* sample) {
-  GstBuffer* buffer = gst_sample_get_buffer(sample);
-  const GstSegment* segment = gst_sample_get_segment(sample);
-  if (buffer == nullptr || segment == nullptr || !GST_BUFFER_PTS_IS_VALID(buffer) ||
-      !GST_BUFFER_DURATION_IS_VALID(buffer)) {
-    return;
+// Waits on the pipeline clock for the first end among the cues on screen.
+void SinkRelay::scheduleCaptionClearLocked() {
+  cancelCaptionClearLocked();
+  GstClockTime end = GST_CLOCK_TIME_NONE;
+  for (const ShownCue& cue : shownCues_) {
+    if (GST_CLOCK_TIME_IS_VALID(cue.endRunningTime) &&
+        (!GST_CLOCK_TIME_IS_VALID(end) || cue.endRunningTime < end)) {
+      end = cue.endRunningTime;
+    }
   }
-  GstClockTime end = gst_segment_to_running_time(
-      segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer) + GST_BUFFER_DURATION(buffer));
-  if (!GST_CLOCK_TIME_IS_VALID(end)) return;
-  GstClock* clock = gst_element_get_clock(sink);
-  if (clock == nullptr) return;  // not playing yet: the next caption or a flush clears it
-  GstClockID id = gst_clock_new_single_shot_id(clock, gst_element_get_base_time(sink) + end);
-  gst_object_unref(clock);
-
+  // Not playing yet (no clock): the next cue or a flush clears it.
+  if (!GST_CLOCK_TIME_IS_VALID(end) || captionClock_ == nullptr || detached_) return;
+  GstClockID id = gst_clock_new_single_shot_id(captionClock_, captionBaseTime_ + end);
+  captionClear_ = gst_clock_id_ref(id);
   auto* ticket = new ClearTicket();
   ticket->relay = weak_from_this();
-  {
-    std::lock_guard lock(mutex_);
-    if (detached_ || !captionShown_) {
-      gst_clock_id_unref(id);
-      delete ticket;
-      return;
-    }
-    cancelCaptionClearLocked();
-    captionClear_ = id;
-    ticket->serial = captionSerial_;
-  }
+  ticket->serial = captionSerial_;
+  ticket->runningTime = end;
   handOff(ticket);
   gst_clock_id_wait_async(
       id,
       [](GstClock*, GstClockTime, GstClockID, gpointer data) -> gboolean {
         auto* pending = &callbackData<ClearTicket>(data);
         if (auto relay = pending->relay.lock()) {
-          std::lock_guard lock(relay->mutex_);
-          if (relay->captionSerial_ == pending->serial && relay->captionShown_ &&
-              !relay->detached_) {
-            relay->captionShown_ = false;
-            relay->postCaption({});
-          }
+          relay->onCaptionEnd(pending->serial, pending->runningTime);
         }
         return TRUE;
       },
       ticket, [](gpointer data) { deleteCallbackData<ClearTicket>(data); });
+  gst_clock_id_unref(id);
+}
+
+void SinkRelay::onCaptionEnd(uint64_t serial, GstClockTime runningTime) {
+  std::lock_guard lock(mutex_);
+  if (serial != captionSerial_ || detached_) return;
+  std::erase_if(shownCues_, [&](const ShownCue& cue) {
+    return GST_CLOCK_TIME_IS_VALID(cue.endRunningTime) && cue.endRunningTime <= runningTime;
+  });
+  postShownCuesLocked();
+  scheduleCaptionClearLocked();
 }
 
 void SinkRelay::setCaptionsOn(bool on) {
@@ -257,7 +285,9 @@ void SinkRelay::setCaptionsOn(bool on) {
   captionsOn_ = on;
   if (on || detached_) return;
   cancelCaptionClearLocked();
+  shownCues_.clear();
   captionShown_ = false;
+  shownText_.clear();
   postCaption({});
 }
 
@@ -266,8 +296,10 @@ void SinkRelay::onCaptionFlush() {
   cancelCaptionClearLocked();
   lastTextBuffer_ = nullptr;
   lastTextPts_ = GST_CLOCK_TIME_NONE;
+  shownCues_.clear();
   if (!captionShown_ || detached_) return;
   captionShown_ = false;
+  shownText_.clear();
   postCaption({});
 }
 

@@ -61,15 +61,16 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
 
  private:
   void onVideoSample(GstSample* sample);
-  void onTextSample(GstSample* sample);
+  void onTextSample(GstElement* sink, GstSample* sample);
   void postCaption(std::vector<std::string> lines);
-  void scheduleCaptionClear(GstElement* sink, GstSample* sample);
+  void postShownCuesLocked();
+  void scheduleCaptionClearLocked();
+  void onCaptionEnd(uint64_t serial, GstClockTime runningTime);
   void cancelCaptionClearLocked();
   void onCaptionFlush();
 
   static GstFlowReturn videoPreroll(GstElement* sink, gpointer relay);
   static GstFlowReturn videoSample(GstElement* sink, gpointer relay);
-  static GstFlowReturn textPreroll(GstElement* sink, gpointer relay);
   static GstFlowReturn textSample(GstElement* sink, gpointer relay);
 
   mutable std::mutex mutex_;
@@ -84,10 +85,19 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
   GstCaps* lastCaps_ = nullptr;
   std::optional<VideoGeometry> geometry_;
 
-  // The caption on screen and the clock wait that clears it at its end.
+  // The cues on screen (overlapping cues are shown together, in the order they
+  // started), and the clock wait that clears the first to end.
+  struct ShownCue {
+    GstClockTime endRunningTime;  // GST_CLOCK_TIME_NONE: until the next cue
+    std::string text;
+  };
+  std::vector<ShownCue> shownCues_;
   const GstBuffer* lastTextBuffer_ = nullptr;
   GstClockTime lastTextPts_ = GST_CLOCK_TIME_NONE;
   bool captionShown_ = false;
+  std::string shownText_;             // what was last posted, cues joined by "\n"
+  GstClock* captionClock_ = nullptr;  // the text sink's clock and base time
+  GstClockTime captionBaseTime_ = 0;
   bool captionsOn_ = true;
   GstClockID captionClear_ = nullptr;
   uint64_t captionSerial_ = 0;
