@@ -14,23 +14,33 @@
 namespace zent {
 namespace {
 
-RenditionInfo::Type renditionTypeFor(MediaCharacteristic kind) {
-  return kind == MediaCharacteristic::Audible ? RenditionInfo::Type::Audio
-                                              : RenditionInfo::Type::Subtitles;
-}
-
 // The manifest's renditions of one kind, one per name and language (the same
-// rendition is often declared once per variant group).
+// rendition is often declared once per variant group). Legible options are the
+// subtitle renditions, then the closed captions carried in the video, as the
+// engine lists them.
 std::vector<const RenditionInfo*> distinctRenditions(const ManifestInfo& manifest,
                                                      MediaCharacteristic kind) {
   std::vector<const RenditionInfo*> result;
-  for (const RenditionInfo& rendition : manifest.renditions) {
-    if (rendition.type != renditionTypeFor(kind)) continue;
-    bool seen = false;
-    for (const RenditionInfo* known : result) {
-      seen = seen || (known->name == rendition.name && known->language == rendition.language);
+  auto collect = [&](RenditionInfo::Type type) {
+    for (const RenditionInfo& rendition : manifest.renditions) {
+      if (rendition.type != type) continue;
+      // Only the line-21 channels are decoded; 708 services are not options.
+      if (type == RenditionInfo::Type::ClosedCaptions && rendition.instreamId.rfind("CC", 0) != 0) {
+        continue;
+      }
+      bool seen = false;
+      for (const RenditionInfo* known : result) {
+        seen = seen || (known->type == type && known->name == rendition.name &&
+                        known->language == rendition.language);
+      }
+      if (!seen) result.push_back(&rendition);
     }
-    if (!seen) result.push_back(&rendition);
+  };
+  if (kind == MediaCharacteristic::Audible) {
+    collect(RenditionInfo::Type::Audio);
+  } else {
+    collect(RenditionInfo::Type::Subtitles);
+    collect(RenditionInfo::Type::ClosedCaptions);
   }
   return result;
 }

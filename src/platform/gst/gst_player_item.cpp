@@ -534,6 +534,8 @@ void GstPlayerItem::onStreamCollection(GstMessage* message) {
   gst_message_parse_stream_collection(message, &collection);
   std::vector<StreamEntry> streams = listStreams(collection);
   if (collection != nullptr) gst_object_unref(collection);
+  // Without a text stream the captions carried in the video show by default.
+  relay_->setHasTextStream(!streamsOf(streams, MediaCharacteristic::Legible).empty());
   LibraryLock lock(stateMutex_);
   streams_ = std::move(streams);
 }

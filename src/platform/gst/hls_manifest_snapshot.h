@@ -48,6 +48,10 @@ class HlsManifestSnapshot {
   std::optional<RenditionInfo> renditionFor(GstStreamType type, const std::string& streamId,
                                             std::size_t position, std::size_t count) const;
 
+  // The CLOSED-CAPTIONS renditions carried in the video, one per INSTREAM-ID
+  // (the same rendition is often declared once per variant group), in order.
+  std::vector<RenditionInfo> closedCaptionRenditions() const;
+
   // True when the URL names an HLS playlist (.m3u8 / .m3u path, any query).
   static bool looksLikeHls(const std::string& url);
 

@@ -7,6 +7,7 @@
 
 #include "platform/gst/caption_text.h"
 #include "platform/gst/thread_handoff.h"
+#include "platform/gst/video_caption_bytes.h"
 #include "support/main_queue.h"
 
 namespace zent {
@@ -55,6 +56,23 @@ void SinkRelay::attachVideoSink(GstElement* appsink) {
   };
   gst_app_sink_set_callbacks(GST_APP_SINK(appsink), &callbacks,
                              newCallbackData<RelayRef>(shared_from_this()), releaseRelayRef);
+
+  // Caption bytes are read as frames arrive, before the sink waits for their
+  // time or drops a late one, so no caption command is lost.
+  GstPad* pad = gst_element_get_static_pad(appsink, "sink");
+  gst_pad_add_probe(
+      pad, GstPadProbeType(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_FLUSH),
+      [](GstPad*, GstPadProbeInfo* info, gpointer relay) {
+        if (info->type & GST_PAD_PROBE_TYPE_BUFFER) {
+          relayOf(relay).onVideoBufferArriving(GST_PAD_PROBE_INFO_BUFFER(info));
+        } else if (GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
+                   event != nullptr && GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP) {
+          relayOf(relay).onVideoFlush();
+        }
+        return GST_PAD_PROBE_OK;
+      },
+      newCallbackData<RelayRef>(shared_from_this()), releaseRelayRef);
+  gst_object_unref(pad);
 }
 
 void SinkRelay::attachTextSink(GstElement* appsink) {
@@ -122,6 +140,7 @@ void SinkRelay::onVideoSample(GstSample* sample) {
   if (buffer == nullptr) return;
   std::lock_guard lock(mutex_);
   if (detached_) return;
+  showDueClosedCaptionsLocked(GST_BUFFER_PTS(buffer));
   if (caps != nullptr && caps != lastCaps_) {
     gst_caps_replace(&lastCaps_, caps);
     GstVideoInfo info;
@@ -193,7 +212,7 @@ void SinkRelay::onTextSample(GstElement* sink, GstSample* sample) {
   if (buffer == lastTextBuffer_ && pts == lastTextPts_) return;
   lastTextBuffer_ = buffer;
   lastTextPts_ = pts;
-  if (!captionsOn_) return;
+  if (!captionsOn_ || shownChannelLocked()) return;
   // Cues that have ended by this one's start leave, and so do cues without an end.
   std::erase_if(shownCues_, [&](const ShownCue& cue) {
     return !GST_CLOCK_TIME_IS_VALID(cue.endRunningTime) ||
@@ -211,11 +230,83 @@ void SinkRelay::postShownCuesLocked() {
     if (!joined.empty()) joined += '\n';
     joined += cue.text;
   }
-  if (joined.empty() && !captionShown_) return;
-  if (!joined.empty() && captionShown_ && joined == shownText_) return;
-  captionShown_ = !joined.empty();
-  shownText_ = joined;
-  postCaption(joined.empty() ? std::vector<std::string>{} : std::vector<std::string>{joined});
+  postTextLocked(joined);
+}
+
+// Posts a caption (or a clear, for "") when it differs from what was posted last.
+void SinkRelay::postTextLocked(const std::string& text) {
+  if (text.empty() && !captionShown_) return;
+  if (!text.empty() && captionShown_ && text == shownText_) return;
+  captionShown_ = !text.empty();
+  shownText_ = text;
+  postCaption(text.empty() ? std::vector<std::string>{} : std::vector<std::string>{text});
+}
+
+void SinkRelay::onVideoBufferArriving(GstBuffer* buffer) {
+  std::lock_guard lock(mutex_);
+  if (detached_ || !feedVideoCaptionBytes(buffer, closedCaptions_)) return;
+  unsigned changed = closedCaptions_.takeChangedChannels();
+  for (int channel = 0; changed != 0; ++channel, changed >>= 1) {
+    if (changed & 1) {
+      closedCaptionsDue_.push_back(
+          {GST_BUFFER_PTS(buffer), channel, closedCaptions_.displayedText(channel)});
+    }
+  }
+}
+
+// A frame is on screen: the caption changes that came with it and before it show.
+void SinkRelay::showDueClosedCaptionsLocked(GstClockTime framePts) {
+  while (!closedCaptionsDue_.empty()) {
+    ClosedCaptionScreen& next = closedCaptionsDue_.front();
+    if (GST_CLOCK_TIME_IS_VALID(framePts) && GST_CLOCK_TIME_IS_VALID(next.pts) &&
+        next.pts > framePts) {
+      break;
+    }
+    channelScreens_[next.channel] = std::move(next.text);
+    if (captionsOn_ && shownChannelLocked() == next.channel) {
+      postTextLocked(channelScreens_[next.channel]);
+    }
+    closedCaptionsDue_.pop_front();
+  }
+}
+
+// A seek: the captions decoded so far belong to the old position.
+void SinkRelay::onVideoFlush() {
+  std::lock_guard lock(mutex_);
+  closedCaptions_.reset();
+  closedCaptionsDue_.clear();
+  channelScreens_ = {};
+  if (shownChannelLocked() && !detached_) postTextLocked("");
+}
+
+std::optional<int> SinkRelay::shownChannelLocked() const {
+  if (channelChosen_) return chosenChannel_;
+  return hasTextStream_ ? std::nullopt : std::optional<int>(0);
+}
+
+void SinkRelay::setCaptionChannel(std::optional<int> channel) {
+  std::lock_guard lock(mutex_);
+  if (channel && (*channel < 0 || *channel >= Cea608Decoder::kChannels)) return;
+  channelChosen_ = true;
+  chosenChannel_ = channel;
+  if (detached_ || !captionsOn_) return;
+  if (channel) {
+    cancelCaptionClearLocked();
+    shownCues_.clear();
+    postTextLocked(channelScreens_[*channel]);
+  } else {
+    postTextLocked("");
+  }
+}
+
+void SinkRelay::setHasTextStream(bool hasTextStream) {
+  std::lock_guard lock(mutex_);
+  hasTextStream_ = hasTextStream;
+}
+
+unsigned SinkRelay::captionChannelsWithText() const {
+  std::lock_guard lock(mutex_);
+  return closedCaptions_.channelsWithText();
 }
 
 // Called with mutex_ held, so captions and clears reach the queue in order.
@@ -347,6 +438,7 @@ void SinkRelay::detachAll() {
     detached_ = true;
     std::swap(last, lastSample_);
     cancelCaptionClearLocked();
+    closedCaptionsDue_.clear();
     video.swap(videoOutputs_);
     legibleOutputs_.clear();
     metadataOutputs_.clear();

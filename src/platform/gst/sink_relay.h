@@ -2,7 +2,9 @@
 
 #include <gst/gst.h>
 
+#include <array>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -12,6 +14,7 @@
 #include "platform/gst/gst_legible_output.h"
 #include "platform/gst/gst_metadata_output.h"
 #include "platform/gst/gst_video_output.h"
+#include "subtitles/cea608_decoder.h"
 
 namespace zent {
 
@@ -50,6 +53,13 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
   // text stream's cues are dropped until captions are on again, when the next
   // cue shows. Any thread.
   void setCaptionsOn(bool on);
+  // Line-21 captions carried in the video (CC1 to CC4 as 0 to 3) are shown in
+  // place of the text stream's cues when a channel is chosen; until a choice,
+  // CC1 shows when the content has no text stream. Any thread.
+  void setCaptionChannel(std::optional<int> channel);
+  void setHasTextStream(bool hasTextStream);
+  // The channels that have shown text so far, as bits (bit 0 = CC1).
+  unsigned captionChannelsWithText() const;
   // Detaches every output (the item is going away); later deliveries are dropped.
   void detachAll();
 
@@ -62,6 +72,11 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
  private:
   void onVideoSample(GstSample* sample);
   void onTextSample(GstElement* sink, GstSample* sample);
+  void onVideoBufferArriving(GstBuffer* buffer);
+  void onVideoFlush();
+  void showDueClosedCaptionsLocked(GstClockTime framePts);
+  std::optional<int> shownChannelLocked() const;
+  void postTextLocked(const std::string& text);
   void postCaption(std::vector<std::string> lines);
   void postShownCuesLocked();
   void scheduleCaptionClearLocked();
@@ -95,7 +110,20 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
   const GstBuffer* lastTextBuffer_ = nullptr;
   GstClockTime lastTextPts_ = GST_CLOCK_TIME_NONE;
   bool captionShown_ = false;
-  std::string shownText_;             // what was last posted, cues joined by "\n"
+  std::string shownText_;  // what was last posted, cues joined by "\n"
+  // Line-21 captions: decoded as frames reach the video sink, shown when the
+  // sink renders the frame they came with.
+  struct ClosedCaptionScreen {
+    GstClockTime pts;
+    int channel;
+    std::string text;
+  };
+  Cea608Decoder closedCaptions_;
+  std::deque<ClosedCaptionScreen> closedCaptionsDue_;
+  std::optional<int> chosenChannel_;  // set by a choice; nullopt also for "none"
+  bool channelChosen_ = false;
+  bool hasTextStream_ = false;
+  std::array<std::string, Cea608Decoder::kChannels> channelScreens_{};
   GstClock* captionClock_ = nullptr;  // the text sink's clock and base time
   GstClockTime captionBaseTime_ = 0;
   bool captionsOn_ = true;
