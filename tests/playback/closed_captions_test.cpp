@@ -9,6 +9,7 @@
 
 #include "playback/playback_fixture.h"
 #include "support/cea608_media.h"
+#include "support/live_hls_playlist.h"
 
 namespace zent::test {
 namespace {
@@ -118,10 +119,25 @@ TEST_F(ClosedCaptionsTest, SwitchingToCc3ShowsItsCaptionsAndCaptionsOffClearsOnc
   EXPECT_EQ(eventTexts(mark), std::vector<std::string>{""}) << describe();
 }
 
-TEST_F(ClosedCaptionsTest, ProgressiveFileShowsCc1AndListsTheChannelsCarryingText) {
+TEST_F(ClosedCaptionsTest, ProgressiveFileShowsCc1ByDefault) {
   openPlaying(cea608Mp4(), true);
   expectScreens(watch(), kCc1Screens);
-  EXPECT_TRUE(api().NativeGetCaptionStreamCount(0) <= 2);
+}
+
+// Live content has no total time: the caption events carry 0, and no ERROR.
+TEST_F(ClosedCaptionsTest, LiveStreamRaisesCaptionEventsWithZeroTotalTime) {
+  LiveHlsOptions options;
+  options.windowSegments = 3;
+  LiveHlsPlaylist live(cea608Hls(), "", options);
+  live.start();
+  openPlaying(server_.url(live.playlistPath()), false);
+  auto caption = eventRecorder().waitFor(
+      [](const RecordedEvent& e) { return e.type == kCaptionEvent && !e.text.empty(); },
+      seconds(30));
+  ASSERT_TRUE(caption) << describe();
+  EXPECT_EQ(caption->params[1], 0);
+  EXPECT_GT(caption->params[0], 0);
+  EXPECT_EQ(logRecorder().count("", 3), 0u) << describe();
 }
 
 }  // namespace

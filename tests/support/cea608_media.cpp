@@ -133,13 +133,13 @@ std::string cea608Mp4() {
 }
 
 std::string cea608Hls() {
-  return cachedMedia("cea608_hls-v1", [](const std::string& path) {
+  return cachedMedia("cea608_hls-v2", [](const std::string& path) {
     ScopedTempDir dir;
     std::string source = captionedH264(dir);
     std::filesystem::create_directories(path);
     runFfmpeg({"-f", "h264", "-framerate", "30", "-i", source, "-c", "copy", "-f", "hls",
                "-hls_time", "2", "-hls_playlist_type", "vod", "-hls_segment_filename",
-               path + "/seg_%03d.ts", path + "/video.m3u8"});
+               path + "/seg_%03d.ts", path + "/index.m3u8"});
     std::ofstream(path + "/master.m3u8")
         << "#EXTM3U\n#EXT-X-VERSION:4\n"
            "#EXT-X-MEDIA:TYPE=CLOSED-CAPTIONS,GROUP-ID=\"cc\",NAME=\"English\",LANGUAGE=\"en\","
@@ -147,7 +147,7 @@ std::string cea608Hls() {
            "#EXT-X-MEDIA:TYPE=CLOSED-CAPTIONS,GROUP-ID=\"cc\",NAME=\"Espa\xC3\xB1ol\","
            "LANGUAGE=\"es\",INSTREAM-ID=\"CC3\"\n"
            "#EXT-X-STREAM-INF:BANDWIDTH=400000,RESOLUTION=320x240,CODECS=\"avc1.42c00d\","
-           "CLOSED-CAPTIONS=\"cc\"\nvideo.m3u8\n";
+           "CLOSED-CAPTIONS=\"cc\"\nindex.m3u8\n";
   });
 }
 

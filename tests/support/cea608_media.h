@@ -28,7 +28,8 @@ std::string cea608Mp4();
 // HLS (directory; open "master.m3u8"): MPEG-TS segments of 2 s, and a master
 // playlist whose variant has CLOSED-CAPTIONS="cc" with two renditions:
 // NAME="English" LANGUAGE="en" INSTREAM-ID="CC1" and NAME="Español"
-// LANGUAGE="es" INSTREAM-ID="CC3". "video.m3u8" is the media playlist.
+// LANGUAGE="es" INSTREAM-ID="CC3". "index.m3u8" is the media playlist (also
+// a source for LiveHlsPlaylist).
 std::string cea608Hls();
 
 }  // namespace zent::test
