@@ -235,8 +235,8 @@ void GstPlayerItem::installId3TapLocked() {
   // The tap calls back on streaming threads; the relay queues each tag for the
   // main queue. It holds the relay, not the item.
   std::weak_ptr<SinkRelay> relay = relay_;
-  id3Tap_ = GstId3Tap::install(pipeline_, [relay](std::vector<uint8_t> tag) {
-    if (auto live = relay.lock()) live->deliverId3Tag(std::move(tag));
+  id3Tap_ = GstId3Tap::installTimed(pipeline_, [relay](std::vector<uint8_t> tag, GstClockTime pts) {
+    if (auto live = relay.lock()) live->deliverId3Tag(std::move(tag), pts);
   });
 }
 

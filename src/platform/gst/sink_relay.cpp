@@ -254,8 +254,14 @@ void SinkRelay::onVideoBufferArriving(GstBuffer* buffer) {
   }
 }
 
-// A frame is on screen: the caption changes that came with it and before it show.
+// A frame is on screen: the caption changes that came with it and before it
+// show, and the ID3 tags of its time and before reach the metadata outputs.
 void SinkRelay::showDueClosedCaptionsLocked(GstClockTime framePts) {
+  while (!id3TagsDue_.empty() && GST_CLOCK_TIME_IS_VALID(framePts) &&
+         id3TagsDue_.front().first <= framePts) {
+    postId3TagLocked(std::move(id3TagsDue_.front().second));
+    id3TagsDue_.pop_front();
+  }
   while (!closedCaptionsDue_.empty()) {
     ClosedCaptionScreen& next = closedCaptionsDue_.front();
     if (GST_CLOCK_TIME_IS_VALID(framePts) && GST_CLOCK_TIME_IS_VALID(next.pts) &&
@@ -275,6 +281,7 @@ void SinkRelay::onVideoFlush() {
   std::lock_guard lock(mutex_);
   closedCaptions_.reset();
   closedCaptionsDue_.clear();
+  id3TagsDue_.clear();
   channelScreens_ = {};
   if (shownChannelLocked() && !detached_) postTextLocked("");
 }
@@ -452,9 +459,19 @@ std::optional<VideoGeometry> SinkRelay::videoGeometry() const {
   return geometry_;
 }
 
-void SinkRelay::deliverId3Tag(std::vector<uint8_t> tag) {
+void SinkRelay::deliverId3Tag(std::vector<uint8_t> tag, GstClockTime pts) {
   std::lock_guard lock(mutex_);
   if (detached_) return;
+  if (GST_CLOCK_TIME_IS_VALID(pts)) {
+    auto later = std::find_if(id3TagsDue_.begin(), id3TagsDue_.end(),
+                              [&](const auto& due) { return due.first > pts; });
+    id3TagsDue_.insert(later, {pts, std::move(tag)});
+    return;
+  }
+  postId3TagLocked(std::move(tag));
+}
+
+void SinkRelay::postId3TagLocked(std::vector<uint8_t> tag) {
   for (const auto& output : metadataOutputs_) {
     std::weak_ptr<GstMetadataOutput> target = output;
     MainQueue::post([target, tag] {

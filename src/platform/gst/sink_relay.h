@@ -66,8 +66,9 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
   std::optional<VideoGeometry> videoGeometry() const;
 
   // Streaming thread (the ID3 tap): queues one whole ID3 tag for the metadata
-  // outputs, in order, on the main queue.
-  void deliverId3Tag(std::vector<uint8_t> tag);
+  // outputs, in order, on the main queue: when the video sink renders the frame
+  // of its presentation time (a video buffer PTS), at once when that is unknown.
+  void deliverId3Tag(std::vector<uint8_t> tag, GstClockTime pts = GST_CLOCK_TIME_NONE);
 
  private:
   void onVideoSample(GstSample* sample);
@@ -77,6 +78,7 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
   void showDueClosedCaptionsLocked(GstClockTime framePts);
   std::optional<int> shownChannelLocked() const;
   void postTextLocked(const std::string& text);
+  void postId3TagLocked(std::vector<uint8_t> tag);
   void postCaption(std::vector<std::string> lines);
   void postShownCuesLocked();
   void scheduleCaptionClearLocked();
@@ -118,6 +120,7 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
     int channel;
     std::string text;
   };
+  std::deque<std::pair<GstClockTime, std::vector<uint8_t>>> id3TagsDue_;  // in PTS order
   Cea608Decoder closedCaptions_;
   std::deque<ClosedCaptionScreen> closedCaptionsDue_;
   std::optional<int> chosenChannel_;  // set by a choice; nullopt also for "none"
