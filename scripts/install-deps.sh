@@ -16,7 +16,7 @@ PACKAGES=(
   # GL path: libepoxy, EGL and Mesa's software rasteriser
   libepoxy-dev libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri
   # reference host window, snapshots and window tests
-  libsdl2-dev libpng-dev libxtst6 xvfb x11-apps
+  libsdl2-dev libsdl2-ttf-dev fonts-dejavu-core libpng-dev libxtst6 xvfb x11-apps
   # test media and the loopback server
   ffmpeg python3 iproute2
 )
