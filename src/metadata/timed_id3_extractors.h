@@ -37,6 +37,7 @@ class TransportStreamId3Extractor {
   // one; and a callback with the PTS of each PES of the program's first video
   // stream, in stream order.
   std::optional<uint64_t> currentTagPts() const { return currentTagPts_; }
+  bool hasVideoStream() const { return videoPid_.has_value(); }
   void setVideoPtsSink(std::function<void(uint64_t pts90k)> sink) {
     videoPtsSink_ = std::move(sink);
   }

@@ -46,20 +46,25 @@ struct PadTap {
   std::vector<Found> found;  // tags from the buffer being read
   std::mutex mutex;          // buffers and flushes can reach a probe from different threads
   Extractor extractor;
-  const bool transportStream;
   std::deque<uint64_t> videoPesPts;          // read, not yet pushed by the demuxer
   std::optional<GstClockTimeDiff> offsetNs;  // demuxer PTS minus MPEG time
   std::vector<Found> waiting;                // timed tags found before the offset was known
+  bool pairingFailed = false;
 
   PadTap(std::shared_ptr<GstId3Tap::Shared> s, bool isTransportStream)
       : shared(std::move(s)),
         extractor(isTransportStream
                       ? Extractor(std::in_place_type<TransportStreamId3Extractor>, sinkInto())
-                      : Extractor(std::in_place_type<PackedAudioId3Extractor>, sinkInto())),
-        transportStream(isTransportStream) {
+                      : Extractor(std::in_place_type<PackedAudioId3Extractor>, sinkInto())) {
     if (auto* ts = std::get_if<TransportStreamId3Extractor>(&extractor)) {
       ts->setVideoPtsSink([this](uint64_t pts) {
-        if (videoPesPts.size() < 1024) videoPesPts.push_back(pts);
+        // Far more PES read than pushed: the demuxer's video is not reaching
+        // the probe, so tags are handed on untimed rather than mistimed.
+        if (videoPesPts.size() >= 1024) {
+          videoPesPts.clear();
+          pairingFailed = true;
+        }
+        if (!pairingFailed) videoPesPts.push_back(pts);
       });
     }
   }
@@ -89,6 +94,7 @@ struct PadTap {
     videoPesPts.clear();
     offsetNs.reset();
     waiting.clear();
+    pairingFailed = false;
   }
 
   GstClockTime toBufferTime(uint64_t pts90k) const {
@@ -98,8 +104,15 @@ struct PadTap {
 
   // Called with mutex held: the tags ready to hand over, with their times.
   void takeReady(std::vector<std::pair<std::vector<uint8_t>, GstClockTime>>& ready) {
+    auto* ts = std::get_if<TransportStreamId3Extractor>(&extractor);
+    // Without pictures there is no frame to wait for.
+    const bool timed = ts != nullptr && ts->hasVideoStream() && !pairingFailed;
+    if (!timed) {
+      for (Found& tag : waiting) ready.emplace_back(std::move(tag.tag), GST_CLOCK_TIME_NONE);
+      waiting.clear();
+    }
     for (Found& tag : found) {
-      if (!transportStream || !tag.pts90k) {
+      if (!timed || !tag.pts90k) {
         ready.emplace_back(std::move(tag.tag), GST_CLOCK_TIME_NONE);
       } else if (offsetNs) {
         ready.emplace_back(std::move(tag.tag), toBufferTime(*tag.pts90k));

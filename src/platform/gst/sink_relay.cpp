@@ -22,6 +22,9 @@ SinkRelay& relayOf(gpointer data) {
   return *callbackData<RelayRef>(data);
 }
 
+// The most caption changes and ID3 tags held for frames not yet rendered.
+constexpr std::size_t kMaxDue = 512;
+
 // A pending caption clear: the relay it belongs to and the caption it ends.
 struct ClearTicket {
   std::weak_ptr<SinkRelay> relay;
@@ -140,7 +143,7 @@ void SinkRelay::onVideoSample(GstSample* sample) {
   if (buffer == nullptr) return;
   std::lock_guard lock(mutex_);
   if (detached_) return;
-  showDueClosedCaptionsLocked(GST_BUFFER_PTS(buffer));
+  presentDueLocked(GST_BUFFER_PTS(buffer));
   if (caps != nullptr && caps != lastCaps_) {
     gst_caps_replace(&lastCaps_, caps);
     GstVideoInfo info;
@@ -250,13 +253,15 @@ void SinkRelay::onVideoBufferArriving(GstBuffer* buffer) {
     if (changed & 1) {
       closedCaptionsDue_.push_back(
           {GST_BUFFER_PTS(buffer), channel, closedCaptions_.displayedText(channel)});
+      // Frames that never reach rendering must not make the queue grow without bound.
+      if (closedCaptionsDue_.size() > kMaxDue) closedCaptionsDue_.pop_front();
     }
   }
 }
 
 // A frame is on screen: the caption changes that came with it and before it
 // show, and the ID3 tags of its time and before reach the metadata outputs.
-void SinkRelay::showDueClosedCaptionsLocked(GstClockTime framePts) {
+void SinkRelay::presentDueLocked(GstClockTime framePts) {
   while (!id3TagsDue_.empty() && GST_CLOCK_TIME_IS_VALID(framePts) &&
          id3TagsDue_.front().first <= framePts) {
     postId3TagLocked(std::move(id3TagsDue_.front().second));
@@ -466,7 +471,9 @@ void SinkRelay::deliverId3Tag(std::vector<uint8_t> tag, GstClockTime pts) {
     auto later = std::find_if(id3TagsDue_.begin(), id3TagsDue_.end(),
                               [&](const auto& due) { return due.first > pts; });
     id3TagsDue_.insert(later, {pts, std::move(tag)});
-    return;
+    if (id3TagsDue_.size() <= kMaxDue) return;
+    tag = std::move(id3TagsDue_.front().second);  // the oldest goes now rather than never
+    id3TagsDue_.pop_front();
   }
   postId3TagLocked(std::move(tag));
 }

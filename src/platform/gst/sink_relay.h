@@ -75,7 +75,7 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
   void onTextSample(GstElement* sink, GstSample* sample);
   void onVideoBufferArriving(GstBuffer* buffer);
   void onVideoFlush();
-  void showDueClosedCaptionsLocked(GstClockTime framePts);
+  void presentDueLocked(GstClockTime framePts);
   std::optional<int> shownChannelLocked() const;
   void postTextLocked(const std::string& text);
   void postId3TagLocked(std::vector<uint8_t> tag);
