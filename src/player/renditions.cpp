@@ -225,6 +225,14 @@ void ZentPlayer::enableCaptions(bool enabled) {
   avPlayerItem->select(MediaCharacteristic::Legible, std::size_t{0});
 }
 
+// Content without a manifest whose video turns out to carry captions on
+// another channel: the caption list is read again.
+void ZentPlayer::itemLegibleOptionsChanged(PlayerItem& item) {
+  LibraryLock lock(mutex_);
+  if (!avPlayerItem || avPlayerItem.get() != &item || tablesReadFor_.lock() != avPlayerItem) return;
+  initSubtitles(ManifestInfo{});
+}
+
 void ZentPlayer::legibleOutput(const std::vector<std::string>& strings) {
   LibraryLock lock(mutex_);
   if (strings.empty()) {

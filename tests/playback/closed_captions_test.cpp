@@ -119,9 +119,13 @@ TEST_F(ClosedCaptionsTest, SwitchingToCc3ShowsItsCaptionsAndCaptionsOffClearsOnc
   EXPECT_EQ(eventTexts(mark), std::vector<std::string>{""}) << describe();
 }
 
-TEST_F(ClosedCaptionsTest, ProgressiveFileShowsCc1ByDefault) {
+// A file has no manifest: its options are the channels found carrying text.
+TEST_F(ClosedCaptionsTest, ProgressiveFileShowsCc1ByDefaultAndListsTheChannelsCarryingText) {
   openPlaying(cea608Mp4(), true);
   expectScreens(watch(), kCc1Screens);
+  ASSERT_EQ(api().NativeGetCaptionStreamCount(0), 2);
+  EXPECT_EQ(text(api().NativeGetCaptionStreamName(0, 0)), "CC1");
+  EXPECT_EQ(text(api().NativeGetCaptionStreamName(0, 1)), "CC3");
 }
 
 // Live content has no total time: the caption events carry 0, and no ERROR.

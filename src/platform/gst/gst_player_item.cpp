@@ -83,6 +83,10 @@ void GstPlayerItem::build() {
   g_object_set(textSink, "async", FALSE, nullptr);
   relay_->attachVideoSink(videoSink);
   relay_->attachTextSink(textSink);
+  // A file's video may turn out to carry captions on more channels as it plays.
+  relay_->setCaptionChannelsFound([weak = ItemRef(weak_from_this())] {
+    if (auto item = weak.lock()) item->onCaptionChannelsFound();
+  });
 
   std::string uri = engineUri(url_);
   g_object_set(pipeline_, "uri", uri.c_str(), "video-sink", videoSink, "audio-sink", audioSink,
@@ -189,6 +193,16 @@ void GstPlayerItem::notifyStatus(ItemStatus status) {
     delegate = delegate_.lock();
   }
   if (delegate) delegate->itemStatusChanged(*this, status);
+}
+
+void GstPlayerItem::onCaptionChannelsFound() {
+  std::shared_ptr<PlayerItemDelegate> delegate;
+  {
+    LibraryLock lock(stateMutex_);
+    if (manifest_) return;  // a manifest lists its caption renditions itself
+    delegate = delegate_.lock();
+  }
+  if (delegate) delegate->itemLegibleOptionsChanged(*this);
 }
 
 void GstPlayerItem::notifyEnd() {

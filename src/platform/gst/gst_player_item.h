@@ -96,6 +96,7 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   void onBuffering(GstMessage* message);
   void onTags(GstMessage* message);
   void onStreamCollection(GstMessage* message);
+  void onCaptionChannelsFound();
   // Line-21 caption channels offered after the text streams: an HLS manifest's
   // CLOSED-CAPTIONS renditions, else the channels that have shown text.
   struct ClosedCaptionOption {

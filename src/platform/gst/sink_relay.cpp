@@ -247,8 +247,13 @@ void SinkRelay::postTextLocked(const std::string& text) {
 
 void SinkRelay::onVideoBufferArriving(GstBuffer* buffer) {
   std::lock_guard lock(mutex_);
-  if (detached_ || !feedVideoCaptionBytes(buffer, closedCaptions_)) return;
+  if (detached_) return;
+  const unsigned knownChannels = closedCaptions_.channelsWithText();
+  if (!feedVideoCaptionBytes(buffer, closedCaptions_)) return;
   unsigned changed = closedCaptions_.takeChangedChannels();
+  if (closedCaptions_.channelsWithText() != knownChannels && channelsFound_) {
+    MainQueue::post(channelsFound_);
+  }
   for (int channel = 0; changed != 0; ++channel, changed >>= 1) {
     if (changed & 1) {
       closedCaptionsDue_.push_back(
@@ -314,6 +319,11 @@ void SinkRelay::setCaptionChannel(std::optional<int> channel) {
 void SinkRelay::setHasTextStream(bool hasTextStream) {
   std::lock_guard lock(mutex_);
   hasTextStream_ = hasTextStream;
+}
+
+void SinkRelay::setCaptionChannelsFound(std::function<void()> found) {
+  std::lock_guard lock(mutex_);
+  channelsFound_ = std::move(found);
 }
 
 unsigned SinkRelay::captionChannelsWithText() const {

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -58,8 +59,10 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
   // CC1 shows when the content has no text stream. Any thread.
   void setCaptionChannel(std::optional<int> channel);
   void setHasTextStream(bool hasTextStream);
-  // The channels that have shown text so far, as bits (bit 0 = CC1).
+  // The channels that have shown text so far, as bits (bit 0 = CC1), and a
+  // callback run on the main queue each time one more channel shows text.
   unsigned captionChannelsWithText() const;
+  void setCaptionChannelsFound(std::function<void()> found);
   // Detaches every output (the item is going away); later deliveries are dropped.
   void detachAll();
 
@@ -122,6 +125,7 @@ class SinkRelay : public std::enable_shared_from_this<SinkRelay> {
   };
   std::deque<std::pair<GstClockTime, std::vector<uint8_t>>> id3TagsDue_;  // in PTS order
   Cea608Decoder closedCaptions_;
+  std::function<void()> channelsFound_;
   std::deque<ClosedCaptionScreen> closedCaptionsDue_;
   std::optional<int> chosenChannel_;  // set by a choice; nullopt also for "none"
   bool channelChosen_ = false;
