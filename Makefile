@@ -64,7 +64,7 @@ fuzz: deps
 	cmake -S . -B build-fuzz -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang \
 	  -DZENT_BUILD_FUZZERS=ON -DZENT_BUILD_TESTS=OFF -DZENT_BUILD_TOOLS=OFF \
 	  -DZENT_BUILD_BENCH=OFF >/dev/null
-	cmake --build build-fuzz -j$(JOBS) --target srt_fuzz id3_fuzz manifest_fuzz
+	cmake --build build-fuzz -j$(JOBS) --target srt_fuzz id3_fuzz manifest_fuzz cea608_fuzz
 	cd build-fuzz && $(CTEST) -L fuzz
 
 demo: build

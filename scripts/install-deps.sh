@@ -15,11 +15,11 @@ PACKAGES=(
   # the fixed adaptivedemux2 plugin, built from Debian's source package
   dpkg-dev meson ninja-build libxml2-dev libssl-dev
   # network and manifests
-  libcurl4-openssl-dev libpugixml-dev
+  libcurl4-openssl-dev libpugixml-dev libicu-dev
   # GL path: libepoxy, EGL and Mesa's software rasteriser
   libepoxy-dev libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri
   # reference host window, snapshots and window tests
-  libsdl2-dev libpng-dev libxtst6 xvfb x11-apps
+  libsdl2-dev libsdl2-ttf-dev fonts-dejavu-core libpng-dev libxtst6 xvfb x11-apps
   # test media and the loopback server
   ffmpeg python3 iproute2
 )

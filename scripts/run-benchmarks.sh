@@ -18,6 +18,7 @@ run() {
 
 run srt_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 run manifest_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
+run cea608_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 run texture_bench
 run playback_bench
 run multi_player_bench

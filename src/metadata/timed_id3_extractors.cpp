@@ -45,6 +45,18 @@ std::span<const uint8_t> psiSection(std::span<const uint8_t> payload) {
   return section.first(length);
 }
 
+// The PTS of a PES packet starting at pes (its 00 00 01 prefix), when it has one.
+std::optional<uint64_t> pesPts(std::span<const uint8_t> pes) {
+  if (pes.size() < 14 || pes[0] != 0 || pes[1] != 0 || pes[2] != 1) return std::nullopt;
+  if (!(pes[7] & 0x80)) return std::nullopt;
+  return (uint64_t{pes[9] & 0x0Eu} << 29) | (uint64_t{pes[10]} << 22) |
+         (uint64_t{pes[11] & 0xFEu} << 14) | (uint64_t{pes[12]} << 7) | (pes[13] >> 1);
+}
+
+bool isVideoStreamType(uint8_t type) {
+  return type == 0x01 || type == 0x02 || type == 0x10 || type == 0x1B || type == 0x24;
+}
+
 }  // namespace
 
 void TransportStreamId3Extractor::reset() {
@@ -93,6 +105,9 @@ void TransportStreamId3Extractor::handlePacket(const uint8_t* packet) {
   } else if (unitStart && pmtPids_.count(pid)) {
     handlePmt(psiSection(payload));
   }
+  if (unitStart && videoPid_ == pid && videoPtsSink_) {
+    if (auto pts = pesPts(payload)) videoPtsSink_(*pts);
+  }
   auto stream = id3Streams_.find(pid);
   if (stream == id3Streams_.end()) return;
   PesAssembly& pes = stream->second;
@@ -126,6 +141,7 @@ void TransportStreamId3Extractor::finishPes(PesAssembly& pes) {
   size_t payloadStart = 9 + size_t{bytes[8]};
   if (payloadStart > bytes.size()) return;
   std::span<const uint8_t> payload(bytes.data() + payloadStart, bytes.size() - payloadStart);
+  currentTagPts_ = pesPts(bytes);
   if (streamId != kMetadataStreamId) {
     if (!payload.empty()) sink_(std::vector<uint8_t>(payload.begin(), payload.end()));
     return;
@@ -162,6 +178,7 @@ void TransportStreamId3Extractor::handlePmt(std::span<const uint8_t> section) {
     size_t descriptors = at + 5;
     at = descriptors + infoLength;
     if (at > end) return;
+    if (isVideoStreamType(streamType) && !videoPid_) videoPid_ = pid;
     if (streamType != kMetadataStreamType) continue;
     bool id3 = false;
     for (size_t d = descriptors; d + 2 <= at;) {

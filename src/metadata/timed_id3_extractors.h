@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <span>
 #include <vector>
@@ -31,6 +32,16 @@ class TransportStreamId3Extractor {
   void feed(std::span<const uint8_t> data, bool discontinuity);
   void reset();
 
+  // Presentation times, for placing tags on the playback timeline: the PTS
+  // (90 kHz) of the PES the tag being handed to the sink came in, when it has
+  // one; and a callback with the PTS of each PES of the program's first video
+  // stream, in stream order.
+  std::optional<uint64_t> currentTagPts() const { return currentTagPts_; }
+  bool hasVideoStream() const { return videoPid_.has_value(); }
+  void setVideoPtsSink(std::function<void(uint64_t pts90k)> sink) {
+    videoPtsSink_ = std::move(sink);
+  }
+
  private:
   struct PesAssembly {
     std::vector<uint8_t> bytes;
@@ -45,6 +56,9 @@ class TransportStreamId3Extractor {
   std::vector<uint8_t> partialPacket_;
   std::set<uint16_t> pmtPids_;
   std::map<uint16_t, PesAssembly> id3Streams_;
+  std::optional<uint16_t> videoPid_;
+  std::optional<uint64_t> currentTagPts_;
+  std::function<void(uint64_t)> videoPtsSink_;
 };
 
 // Collects the ID3 tags at the start of each packed-audio fragment (HLS ADTS,

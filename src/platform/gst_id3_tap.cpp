@@ -1,7 +1,9 @@
 #include "platform/gst_id3_tap.h"
 
 #include <cstring>
+#include <deque>
 #include <mutex>
+#include <optional>
 #include <variant>
 
 #include "metadata/timed_id3_extractors.h"
@@ -13,11 +15,11 @@ namespace zent {
 // never the tap itself.
 struct GstId3Tap::Shared {
   std::mutex mutex;  // guards callback; held while it runs so teardown can wait for it
-  Callback callback;
+  TimedCallback callback;
 
-  void deliver(std::vector<uint8_t> tag) {
+  void deliver(std::vector<uint8_t> tag, GstClockTime pts) {
     std::lock_guard<std::mutex> lock(mutex);
-    if (callback) callback(std::move(tag));
+    if (callback) callback(std::move(tag), pts);
   }
   bool active() {
     std::lock_guard<std::mutex> lock(mutex);
@@ -29,21 +31,51 @@ namespace {
 
 using Extractor = std::variant<TransportStreamId3Extractor, PackedAudioId3Extractor>;
 
-// One tapped sink pad: its extractor and the shared state.
-struct PadTap {
-  std::shared_ptr<GstId3Tap::Shared> shared;
-  std::vector<std::vector<uint8_t>> found;  // tags from the buffer being read
-  std::mutex mutex;  // buffers and flushes can reach a probe from different threads
-  Extractor extractor;
+GstClockTime mpegToNs(uint64_t pts90k) {
+  return gst_util_uint64_scale(pts90k, GST_SECOND, 90000);
+}
 
-  PadTap(std::shared_ptr<GstId3Tap::Shared> s, bool transportStream)
+// One tapped sink pad: its extractor and the shared state. For a transport
+// stream, also the pairing of video PES times with the demuxer's buffers.
+struct PadTap {
+  struct Found {
+    std::vector<uint8_t> tag;
+    std::optional<uint64_t> pts90k;
+  };
+  std::shared_ptr<GstId3Tap::Shared> shared;
+  std::vector<Found> found;  // tags from the buffer being read
+  std::mutex mutex;          // buffers and flushes can reach a probe from different threads
+  Extractor extractor;
+  std::deque<uint64_t> videoPesPts;          // read, not yet pushed by the demuxer
+  std::optional<GstClockTimeDiff> offsetNs;  // demuxer PTS minus MPEG time
+  std::vector<Found> waiting;                // timed tags found before the offset was known
+  bool pairingFailed = false;
+
+  PadTap(std::shared_ptr<GstId3Tap::Shared> s, bool isTransportStream)
       : shared(std::move(s)),
-        extractor(transportStream
+        extractor(isTransportStream
                       ? Extractor(std::in_place_type<TransportStreamId3Extractor>, sinkInto())
-                      : Extractor(std::in_place_type<PackedAudioId3Extractor>, sinkInto())) {}
+                      : Extractor(std::in_place_type<PackedAudioId3Extractor>, sinkInto())) {
+    if (auto* ts = std::get_if<TransportStreamId3Extractor>(&extractor)) {
+      ts->setVideoPtsSink([this](uint64_t pts) {
+        // Far more PES read than pushed: the demuxer's video is not reaching
+        // the probe, so tags are handed on untimed rather than mistimed.
+        if (videoPesPts.size() >= 1024) {
+          videoPesPts.clear();
+          pairingFailed = true;
+        }
+        if (!pairingFailed) videoPesPts.push_back(pts);
+      });
+    }
+  }
 
   Id3TagSink sinkInto() {
-    return [this](std::vector<uint8_t> tag) { found.push_back(std::move(tag)); };
+    return [this](std::vector<uint8_t> tag) {
+      std::optional<uint64_t> pts;
+      if (auto* ts = std::get_if<TransportStreamId3Extractor>(&extractor))
+        pts = ts->currentTagPts();
+      found.push_back({std::move(tag), pts});
+    };
   }
 
   void feed(GstBuffer* buffer) {
@@ -59,14 +91,59 @@ struct PadTap {
 
   void reset() {
     std::visit([](auto& e) { e.reset(); }, extractor);
+    videoPesPts.clear();
+    offsetNs.reset();
+    waiting.clear();
+    pairingFailed = false;
+  }
+
+  GstClockTime toBufferTime(uint64_t pts90k) const {
+    GstClockTimeDiff time = static_cast<GstClockTimeDiff>(mpegToNs(pts90k)) + *offsetNs;
+    return time < 0 ? 0 : static_cast<GstClockTime>(time);
+  }
+
+  // Called with mutex held: the tags ready to hand over, with their times.
+  void takeReady(std::vector<std::pair<std::vector<uint8_t>, GstClockTime>>& ready) {
+    auto* ts = std::get_if<TransportStreamId3Extractor>(&extractor);
+    // Without pictures there is no frame to wait for.
+    const bool timed = ts != nullptr && ts->hasVideoStream() && !pairingFailed;
+    if (!timed) {
+      for (Found& tag : waiting) ready.emplace_back(std::move(tag.tag), GST_CLOCK_TIME_NONE);
+      waiting.clear();
+    }
+    for (Found& tag : found) {
+      if (!timed || !tag.pts90k) {
+        ready.emplace_back(std::move(tag.tag), GST_CLOCK_TIME_NONE);
+      } else if (offsetNs) {
+        ready.emplace_back(std::move(tag.tag), toBufferTime(*tag.pts90k));
+      } else {
+        waiting.push_back(std::move(tag));
+      }
+    }
+    found.clear();
+  }
+
+  // The demuxer pushed a video buffer: it is the oldest video PES read.
+  void videoPushed(GstBuffer* buffer,
+                   std::vector<std::pair<std::vector<uint8_t>, GstClockTime>>& ready) {
+    if (videoPesPts.empty() || !GST_BUFFER_PTS_IS_VALID(buffer)) return;
+    offsetNs = static_cast<GstClockTimeDiff>(GST_BUFFER_PTS(buffer)) -
+               static_cast<GstClockTimeDiff>(mpegToNs(videoPesPts.front()));
+    videoPesPts.pop_front();
+    for (Found& tag : waiting) ready.emplace_back(std::move(tag.tag), toBufferTime(*tag.pts90k));
+    waiting.clear();
   }
 };
+using PadTapRef = std::shared_ptr<PadTap>;
+
+void deliverAll(PadTap& tap, std::vector<std::pair<std::vector<uint8_t>, GstClockTime>>& ready) {
+  for (auto& [tag, pts] : ready) tap.shared->deliver(std::move(tag), pts);
+}
 
 GstPadProbeReturn onSinkPadData(GstPad*, GstPadProbeInfo* info, gpointer userData) {
-  auto* tap = static_cast<PadTap*>(userData);
+  PadTap* tap = static_cast<PadTapRef*>(userData)->get();
   if (!tap->shared->active()) return GST_PAD_PROBE_REMOVE;
-
-  std::vector<std::vector<uint8_t>> found;
+  std::vector<std::pair<std::vector<uint8_t>, GstClockTime>> ready;
   {
     std::lock_guard<std::mutex> lock(tap->mutex);
     if (info->type & GST_PAD_PROBE_TYPE_BUFFER) {
@@ -80,23 +157,48 @@ GstPadProbeReturn onSinkPadData(GstPad*, GstPadProbeInfo* info, gpointer userDat
       GstEventType type = GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info));
       if (type == GST_EVENT_FLUSH_STOP || type == GST_EVENT_STREAM_START) tap->reset();
     }
-    found.swap(tap->found);
+    tap->takeReady(ready);
   }
-  for (std::vector<uint8_t>& tag : found) tap->shared->deliver(std::move(tag));
+  deliverAll(*tap, ready);
   return GST_PAD_PROBE_OK;
+}
+
+GstPadProbeReturn onVideoPadBuffer(GstPad*, GstPadProbeInfo* info, gpointer userData) {
+  PadTap* tap = static_cast<PadTapRef*>(userData)->get();
+  if (!tap->shared->active()) return GST_PAD_PROBE_REMOVE;
+  std::vector<std::pair<std::vector<uint8_t>, GstClockTime>> ready;
+  {
+    std::lock_guard<std::mutex> lock(tap->mutex);
+    if (GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info)) tap->videoPushed(buffer, ready);
+  }
+  deliverAll(*tap, ready);
+  return GST_PAD_PROBE_OK;
+}
+
+void releasePadTap(gpointer data) {
+  delete static_cast<PadTapRef*>(data);
 }
 
 void tapSinkPad(GstElement* element, bool transportStream,
                 const std::shared_ptr<GstId3Tap::Shared>& shared) {
   GstPad* pad = gst_element_get_static_pad(element, "sink");
   if (pad == nullptr) return;
-  auto* tap = new PadTap(shared, transportStream);
+  auto tap = std::make_shared<PadTap>(shared, transportStream);
   gst_pad_add_probe(pad,
                     static_cast<GstPadProbeType>(
                         GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_BUFFER_LIST |
                         GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM | GST_PAD_PROBE_TYPE_EVENT_FLUSH),
-                    onSinkPadData, tap, [](gpointer data) { delete static_cast<PadTap*>(data); });
+                    onSinkPadData, new PadTapRef(tap), releasePadTap);
   gst_object_unref(pad);
+  if (!transportStream) return;
+  // tsdemux names its video pads "video_<program>_<pid>".
+  g_signal_connect_data(
+      element, "pad-added", G_CALLBACK(+[](GstElement*, GstPad* added, gpointer data) {
+        if (!g_str_has_prefix(GST_PAD_NAME(added), "video_")) return;
+        gst_pad_add_probe(added, GST_PAD_PROBE_TYPE_BUFFER, onVideoPadBuffer,
+                          new PadTapRef(*static_cast<PadTapRef*>(data)), releasePadTap);
+      }),
+      new PadTapRef(tap), [](gpointer data, GClosure*) { releasePadTap(data); }, GConnectFlags(0));
 }
 
 void tapIfDemuxer(GstElement* element, const std::shared_ptr<GstId3Tap::Shared>& shared) {
@@ -121,6 +223,14 @@ GstId3Tap::GstId3Tap(GstElement* pipeline, std::shared_ptr<Shared> shared)
     : pipeline_(GST_ELEMENT(gst_object_ref(pipeline))), shared_(std::move(shared)) {}
 
 std::unique_ptr<GstId3Tap> GstId3Tap::install(GstElement* pipeline, Callback callback) {
+  if (!callback) return nullptr;
+  return installTimed(pipeline,
+                      [callback = std::move(callback)](std::vector<uint8_t> tag, GstClockTime) {
+                        callback(std::move(tag));
+                      });
+}
+
+std::unique_ptr<GstId3Tap> GstId3Tap::installTimed(GstElement* pipeline, TimedCallback callback) {
   if (pipeline == nullptr || !GST_IS_BIN(pipeline) || !callback) return nullptr;
   auto shared = std::make_shared<Shared>();
   shared->callback = std::move(callback);
@@ -156,7 +266,7 @@ std::unique_ptr<GstId3Tap> GstId3Tap::install(GstElement* pipeline, Callback cal
 
 GstId3Tap::~GstId3Tap() {
   if (elementAddedHandler_ != 0) g_signal_handler_disconnect(pipeline_, elementAddedHandler_);
-  Callback released;
+  TimedCallback released;
   {
     std::lock_guard<std::mutex> lock(shared_->mutex);  // waits for a delivery under way
     released.swap(shared_->callback);

@@ -20,14 +20,21 @@ namespace zent {
 // streaming thread that carries it (as soon as it is demuxed, ahead of its
 // presentation time by the pipeline's buffering). The callback must not block
 // and must not take a player lock: forward the tag to the main queue.
+//
+// A timed tag of a transport stream also comes with its presentation time as
+// a buffer PTS of the program's video (GST_CLOCK_TIME_NONE when unknown): the
+// demuxer's mapping of MPEG time is learnt by pairing each video PES read
+// from the transport stream with the buffer the demuxer pushes for it.
 class GstId3Tap {
  public:
   using Callback = std::function<void(std::vector<uint8_t> id3Tag)>;
+  using TimedCallback = std::function<void(std::vector<uint8_t> id3Tag, GstClockTime pts)>;
 
   // Watches pipeline (and the bins it will contain) for the demuxers above.
   // Install before the pipeline leaves the NULL state; elements already in it
   // are tapped too. Holds a reference on the pipeline until destroyed.
   static std::unique_ptr<GstId3Tap> install(GstElement* pipeline, Callback callback);
+  static std::unique_ptr<GstId3Tap> installTimed(GstElement* pipeline, TimedCallback callback);
 
   // Stops the tap: once this returns the callback is never called again and
   // whatever it captured has been released. Safe while the pipeline runs or

@@ -55,6 +55,9 @@ class PlayerItemDelegate {
   virtual ~PlayerItemDelegate() = default;
   virtual void itemStatusChanged(class PlayerItem& item, ItemStatus status) = 0;
   virtual void itemDidPlayToEnd(class PlayerItem& item) = 0;
+  // The legible options changed after loading (captions carried in the video
+  // of a file are found as they play).
+  virtual void itemLegibleOptionsChanged(class PlayerItem&) {}
 };
 
 // Timed-metadata output: delivers each ID3 tag found in the stream, whole, in

@@ -1,4 +1,6 @@
 // Audio and caption renditions: the lists, their queries, selection and caption text.
+#include <algorithm>
+#include <cstdint>
 #include <string>
 
 #include "platform/manifest/manifest_info.h"
@@ -12,23 +14,33 @@
 namespace zent {
 namespace {
 
-RenditionInfo::Type renditionTypeFor(MediaCharacteristic kind) {
-  return kind == MediaCharacteristic::Audible ? RenditionInfo::Type::Audio
-                                              : RenditionInfo::Type::Subtitles;
-}
-
 // The manifest's renditions of one kind, one per name and language (the same
-// rendition is often declared once per variant group).
+// rendition is often declared once per variant group). Legible options are the
+// subtitle renditions, then the closed captions carried in the video, as the
+// engine lists them.
 std::vector<const RenditionInfo*> distinctRenditions(const ManifestInfo& manifest,
                                                      MediaCharacteristic kind) {
   std::vector<const RenditionInfo*> result;
-  for (const RenditionInfo& rendition : manifest.renditions) {
-    if (rendition.type != renditionTypeFor(kind)) continue;
-    bool seen = false;
-    for (const RenditionInfo* known : result) {
-      seen = seen || (known->name == rendition.name && known->language == rendition.language);
+  auto collect = [&](RenditionInfo::Type type) {
+    for (const RenditionInfo& rendition : manifest.renditions) {
+      if (rendition.type != type) continue;
+      // Only the line-21 channels are decoded; 708 services are not options.
+      if (type == RenditionInfo::Type::ClosedCaptions && rendition.instreamId.rfind("CC", 0) != 0) {
+        continue;
+      }
+      bool seen = false;
+      for (const RenditionInfo* known : result) {
+        seen = seen || (known->type == type && known->name == rendition.name &&
+                        known->language == rendition.language);
+      }
+      if (!seen) result.push_back(&rendition);
     }
-    if (!seen) result.push_back(&rendition);
+  };
+  if (kind == MediaCharacteristic::Audible) {
+    collect(RenditionInfo::Type::Audio);
+  } else {
+    collect(RenditionInfo::Type::Subtitles);
+    collect(RenditionInfo::Type::ClosedCaptions);
   }
   return result;
 }
@@ -220,6 +232,14 @@ void ZentPlayer::enableCaptions(bool enabled) {
   avPlayerItem->select(MediaCharacteristic::Legible, std::size_t{0});
 }
 
+// Content without a manifest whose video turns out to carry captions on
+// another channel: the caption list is read again.
+void ZentPlayer::itemLegibleOptionsChanged(PlayerItem& item) {
+  LibraryLock lock(mutex_);
+  if (!avPlayerItem || avPlayerItem.get() != &item || tablesReadFor_.lock() != avPlayerItem) return;
+  initSubtitles(ManifestInfo{});
+}
+
 void ZentPlayer::legibleOutput(const std::vector<std::string>& strings) {
   LibraryLock lock(mutex_);
   if (strings.empty()) {
@@ -228,14 +248,10 @@ void ZentPlayer::legibleOutput(const std::vector<std::string>& strings) {
     subtitleTextBuffer = strings.front();
   }
   int64_t length = subtitleTextBuffer ? utf8CharacterCount(*subtitleTextBuffer) : 0;
-  auto totalMs = truncateToInt64(getTotalTime());
-  if (!totalMs) {
-    // Live content has no total time; its caption stays readable by polling.
-    reportBrokenInvariant(playerLine(playerIndex_, " | caption text"),
-                          "the total time is not a finite number");
-    return;
-  }
-  raiseEvent(11, length, *totalMs, subtitleTextBuffer.value_or(""));
+  // Live content has no total time (NaN): the event carries 0, as every float
+  // reaching the host is converted; a total beyond 32 bits saturates.
+  int32_t totalMs = saturatingToInt32(getTotalTime());
+  raiseEvent(11, std::min<int64_t>(length, INT32_MAX), totalMs, subtitleTextBuffer.value_or(""));
 }
 
 }  // namespace zent

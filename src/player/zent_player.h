@@ -94,6 +94,7 @@ class ZentPlayer : public PlayerItemDelegate, public std::enable_shared_from_thi
   std::string getCaptionStreamLanguage(int64_t id);
   void setCaptionStream(int64_t id);
   void legibleOutput(const std::vector<std::string>& strings);
+  void itemLegibleOptionsChanged(PlayerItem& item) override;
 
   // External subtitles.
   bool openExternalSubtitles(const std::string& subsURL);

@@ -1,53 +1,77 @@
 #include "support/utf8.h"
 
+#include <unicode/ubrk.h>
+#include <unicode/utext.h>
+
+#include <memory>
+#include <string>
+
+#include "support/logger.h"
+
 namespace zent {
 namespace {
 
-// Decodes one code point at text[i]; advances i. Invalid bytes give U+FFFD.
-char32_t decode(std::string_view text, std::size_t& i) {
-  auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
-  unsigned char lead = byte(i);
-  int extra = lead < 0x80         ? 0
-              : (lead >> 5) == 6  ? 1
-              : (lead >> 4) == 14 ? 2
-              : (lead >> 3) == 30 ? 3
-                                  : -1;
-  if (extra < 0 || i + extra >= text.size() + (extra == 0 ? 1 : 0)) {
-    ++i;
-    return 0xFFFD;
-  }
-  char32_t cp = extra == 0 ? lead : lead & (0x3F >> extra);
-  for (int k = 1; k <= extra; ++k) {
-    if ((byte(i + k) & 0xC0) != 0x80) {
-      ++i;
-      return 0xFFFD;
+struct BreakIteratorClose {
+  void operator()(UBreakIterator* iterator) const { ubrk_close(iterator); }
+};
+using BreakIterator = std::unique_ptr<UBreakIterator, BreakIteratorClose>;
+
+// Opening an iterator loads its rules; each thread keeps one and only resets its text.
+UBreakIterator* characterIterator() {
+  thread_local BreakIterator iterator = [] {
+    UErrorCode status = U_ZERO_ERROR;
+    BreakIterator opened(ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status));
+    if (U_FAILURE(status)) {
+      Logger::log(LogLevel::ERROR,
+                  std::string("Character count: ICU character break iterator not available: ") +
+                      u_errorName(status));
+      return BreakIterator();
     }
-    cp = (cp << 6) | (byte(i + k) & 0x3F);
-  }
-  i += extra + 1;
-  return cp;
+    return opened;
+  }();
+  return iterator.get();
 }
 
-bool extendsPrevious(char32_t cp) {
-  return (cp >= 0x0300 && cp <= 0x036F) || (cp >= 0x1AB0 && cp <= 0x1AFF) ||
-         (cp >= 0x1DC0 && cp <= 0x1DFF) || (cp >= 0x20D0 && cp <= 0x20FF) ||
-         (cp >= 0xFE20 && cp <= 0xFE2F) || (cp >= 0xFE00 && cp <= 0xFE0F) ||
-         (cp >= 0x1F3FB && cp <= 0x1F3FF) || (cp >= 0xE0100 && cp <= 0xE01EF) || cp == 0x200D;
+// ASCII text breaks between every byte except inside CR LF: no iterator needed.
+bool countAscii(std::string_view text, int64_t& count) {
+  count = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (static_cast<unsigned char>(text[i]) >= 0x80) return false;
+    if (!(text[i] == '\n' && i > 0 && text[i - 1] == '\r')) ++count;
+  }
+  return true;
+}
+
+// Fallback when ICU cannot be used: code points, each invalid byte counting one.
+int64_t countCodePoints(std::string_view text) {
+  int64_t count = 0;
+  for (char c : text) count += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+  return count;
 }
 
 }  // namespace
 
 int64_t utf8CharacterCount(std::string_view text) {
   int64_t count = 0;
-  char32_t previous = 0;
-  std::size_t i = 0;
-  while (i < text.size()) {
-    char32_t cp = decode(text, i);
-    bool joined = previous == 0x200D;  // the character after a zero-width joiner
-    bool crlf = previous == '\r' && cp == '\n';
-    if (count == 0 || !(extendsPrevious(cp) || joined || crlf)) ++count;
-    previous = cp;
+  if (countAscii(text, count)) return count;
+  UBreakIterator* iterator = characterIterator();
+  if (!iterator) return countCodePoints(text);
+
+  UErrorCode status = U_ZERO_ERROR;
+  UText utext = UTEXT_INITIALIZER;
+  utext_openUTF8(&utext, text.data(), static_cast<int64_t>(text.size()), &status);
+  ubrk_setUText(iterator, &utext, &status);
+  if (U_FAILURE(status)) {
+    utext_close(&utext);
+    return countCodePoints(text);
   }
+  count = 0;
+  ubrk_first(iterator);
+  while (ubrk_next(iterator) != UBRK_DONE) ++count;
+  // The iterator must not keep pointing at text that is about to go away.
+  UErrorCode resetStatus = U_ZERO_ERROR;
+  ubrk_setText(iterator, u"", 0, &resetStatus);
+  utext_close(&utext);
   return count;
 }
 

@@ -16,11 +16,12 @@ void EngineEnvironment::TearDown() {
 }
 
 std::string subtitledMkv() {
-  return test::cachedMedia("engine_subtitled-v1.mkv", [](const std::string& path) {
+  return test::cachedMedia("engine_subtitled-v2.mkv", [](const std::string& path) {
     test::ScopedTempDir dir;
     std::string srt = dir.write("cues.srt",
                                 "1\n00:00:00,500 --> 00:00:01,500\nHello\nWorld\n\n"
-                                "2\n00:00:02,000 --> 00:00:03,000\nSecond cue\n\n");
+                                "2\n00:00:02,000 --> 00:00:03,000\nSecond cue\n\n"
+                                "3\n00:00:02,500 --> 00:00:03,500\nOverlapping\n\n");
     test::runFfmpeg({"-f",       "lavfi",    "-i",      "testsrc=size=320x240:rate=25",
                      "-i",       srt,        "-t",      "4",
                      "-map",     "0:v",      "-map",    "1:s",

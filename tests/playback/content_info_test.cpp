@@ -19,11 +19,6 @@ class ContentInfoTest : public PlaybackTest {
     ASSERT_EQ(api().NativeOpenURI(0, url.c_str(), mime), 0);
     ASSERT_TRUE(waitForEvent(0, 3, seconds(30))) << describe();
   }
-  std::string text(char* heapText) {
-    std::string value = heapText;
-    std::free(heapText);
-    return value;
-  }
 };
 
 TEST_F(ContentInfoTest, MultiVariantHlsListsItsVideoVariantsInOrder) {
@@ -139,9 +134,29 @@ TEST_F(ContentInfoTest, Id3FramesFromTheStreamFillTheRecord) {
   HttpServer server(dir.path());
   openPlaying(server.url(stream.playlist.filename().string()), 1);
   auto field = [&](int32_t f) { return text(api().NativeGetID3Field(0, f)); };
-  EXPECT_TRUE(pollUntil([&] { return !field(ZENTPLAYER_ID3_ALBUM).empty(); }, seconds(10)));
-  EXPECT_TRUE(pollUntil([&] { return field(ZENTPLAYER_ID3_ALBUM) == "Second Album"; }, seconds(15)))
+  // Each tag's values become visible at its presentation time, within one
+  // 25 fps frame, never before: the position is read before the field, so a
+  // value seen early shows here. The fixture times its tags (0.5 s, 2.5 s) from
+  // the first audio sample, one AAC frame (1024 samples at 48 kHz) before the
+  // first picture, where the playback position starts.
+  constexpr int64_t kAudioLeadMs = 1024 * 1000 / 48000;
+  std::vector<std::pair<std::string, int64_t>> albums;  // value, position when first seen
+  EXPECT_TRUE(pollUntil(
+      [&] {
+        int64_t position = api().NativeGetCurrentTime(0);
+        std::string album = field(ZENTPLAYER_ID3_ALBUM);
+        if (albums.empty() || albums.back().first != album) albums.emplace_back(album, position);
+        return album == "Second Album";
+      },
+      seconds(15)))
       << field(ZENTPLAYER_ID3_ALBUM);
+  ASSERT_EQ(albums.size(), 3u);
+  for (auto [index, dueMs] :
+       {std::pair{1, 500 - kAudioLeadMs}, std::pair{2, 2500 - kAudioLeadMs}}) {
+    SCOPED_TRACE(albums[index].first);
+    EXPECT_GE(albums[index].second, dueMs - 1) << "visible before its time";
+    EXPECT_LE(albums[index].second, dueMs + 40 + 70) << "visible late";
+  }
   EXPECT_FALSE(field(ZENTPLAYER_ID3_TITLE).empty());
   EXPECT_FALSE(field(ZENTPLAYER_ID3_ARTIST).empty());
   EXPECT_FALSE(field(ZENTPLAYER_ID3_COMMENT).empty());

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <thread>
@@ -62,6 +63,12 @@ class PlaybackTest : public ZentApiTest {
       std::this_thread::sleep_for(milliseconds(20));
     }
     return condition();
+  }
+  // A text result of the library, freed.
+  static std::string text(char* heapText) {
+    std::string value = heapText != nullptr ? heapText : "";
+    std::free(heapText);
+    return value;
   }
   std::string describe() { return eventRecorder().describe() + "\n" + logRecorder().describe(60); }
 };

@@ -83,15 +83,31 @@ TEST_F(RenditionsTest, WebVttCuesOfAnHlsRenditionArriveOnceEachAtTheirTimes) {
   const int64_t total = api().NativeGetTotalTime(0);
   EXPECT_NEAR(static_cast<double>(total), 10000.0, 100.0);
 
-  // The host polls every frame: the position never runs past the duration.
+  // The host polls every frame: the position never runs past the duration,
+  // and each cue's text appears at its presentation time, never before.
   int64_t furthest = 0;
+  std::vector<std::pair<std::string, int64_t>> appeared;  // text, position when first seen
   ASSERT_TRUE(pollUntil(
       [&] {
-        furthest = std::max(furthest, api().NativeGetCurrentTime(0));
+        int64_t position = api().NativeGetCurrentTime(0);
+        furthest = std::max(furthest, position);
+        std::string caption = text(api().NativeUpdateSubtitle(0));
+        if (!caption.empty() && (appeared.empty() || appeared.back().first != caption)) {
+          appeared.emplace_back(caption, position);
+        }
         return countEvents(0, kEndEvent) > 0;
       },
       seconds(30)))
       << describe();
+  ASSERT_EQ(appeared.size(), kHlsCues.size()) << describe();
+  for (std::size_t i = 0; i < appeared.size(); ++i) {
+    SCOPED_TRACE(appeared[i].first);
+    const auto dueMs = static_cast<int64_t>(kHlsCues[i].start * 1000);
+    // The position was read before the text: a text seen early shows here.
+    EXPECT_GE(appeared[i].second, dueMs - 1) << "the caption came early";
+    // One 30 fps frame, plus the main queue's hop and one poll.
+    EXPECT_LE(appeared[i].second, dueMs + 33 + 70) << "the caption came late";
+  }
   // The audio rendition's last AAC frame may end a few tens of ms after the
   // duration the playlists give; seconds past it would be the fault.
   EXPECT_LE(furthest, total + 50) << "the current time ran past the duration";

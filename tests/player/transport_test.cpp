@@ -1,4 +1,6 @@
 // Transport on a player whose content the scripted engine has made ready.
+#include <limits>
+
 #include "player/player_test_fixture.h"
 
 namespace zent::testing {
@@ -167,6 +169,32 @@ TEST_F(TransportTest, OpenAfterReleaseReinitialisesThePlayer) {
   EXPECT_EQ(bridge->getPlayerState(0), 1);
   openReady(0, "http://example.test/a.mp4", 1);
   EXPECT_EQ(bridge->getPlayerState(0), 0);  // Init set NONE again
+}
+
+// Event 11 carries the caption's length and the total time as the host reads
+// them: live content (no duration) gives 0, an overlong one saturates, and no
+// ERROR line is logged for either.
+TEST_F(TransportTest, CaptionEventCarriesTheTotalTimeConvertedAtTheBoundary) {
+  auto item = openReady(0, "http://example.test/a.m3u8", 0);
+  struct Row {
+    double durationSeconds;
+    int32_t totalMs;
+  };
+  int captions = 0;
+  for (Row row : {Row{std::numeric_limits<double>::quiet_NaN(), 0}, Row{12.5, 12500},
+                  Row{1e10, std::numeric_limits<int32_t>::max()}}) {
+    {
+      std::lock_guard<std::mutex> lock(item->mutex);
+      item->duration = row.durationSeconds;
+    }
+    item->legible->sink({"n\u00e9 \u266a"});
+    ASSERT_TRUE(HostRecord::instance().waitForEvent(11, false, ++captions));
+    const Event& event = HostRecord::instance().events().back();
+    EXPECT_EQ(event.p1, 4);
+    EXPECT_EQ(event.p2, row.totalMs);
+    EXPECT_EQ(event.text, "n\u00e9 \u266a");
+  }
+  EXPECT_FALSE(HostRecord::instance().hasLineContaining("ERROR"));
 }
 
 }  // namespace

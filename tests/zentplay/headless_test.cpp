@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <regex>
 
@@ -144,6 +145,52 @@ TEST(ZentplayHeadless, ExternalSubtitlesAreShownOnTheConsoleAsTheyChange) {
   EXPECT_TRUE(run.waitForLineWith("subtitle: Goodbye", seconds(10))) << run.transcript();
   EXPECT_TRUE(run.waitForLineWith("player 0: end of content", seconds(20))) << run.transcript();
   EXPECT_EQ(run.waitForExit(seconds(20)), 0) << run.transcript();
+}
+
+// The caption on screen is drawn into the picture: the same frame of the
+// still bars, with and without a SubRip cue, differs in the caption box at the
+// bottom centre (white text on a dark box) and nowhere near the top.
+TEST(ZentplayHeadless, TheCaptionIsDrawnOverThePictureInSnapshots) {
+  const std::string clip = mp4_two_row_bars();
+  ScopedTempDir dir;
+  const std::string srt =
+      dir.write("subs.srt", "1\n00:00:00,000 --> 00:00:04,000\nCaf\xC3\xA9 \xE2\x99\xAA\n");
+  auto snapshot = [&](bool withCaption) {
+    ScopedTempDir out;
+    std::vector<std::string> args = {"--headless", "--frames", "30",      "--snapshot-every",
+                                     "30",         "--out",    out.path()};
+    if (withCaption) args.insert(args.end(), {"--subtitles", srt});
+    args.push_back(clip);
+    ChildProcess run(zentplayCommand(args), kNoDisplay);
+    EXPECT_EQ(run.waitForExit(seconds(90)), 0) << run.transcript();
+    return readPng(out.file("frame_000030.png"));
+  };
+  const RgbImage captioned = snapshot(true);
+  const RgbImage plain = snapshot(false);
+  ASSERT_EQ(captioned.width, kBarsWidth);
+  ASSERT_EQ(plain.width, kBarsWidth);
+  auto differs = [&](int x, int y, int by) {
+    auto a = captioned.at(x, y);
+    auto b = plain.at(x, y);
+    for (int c = 0; c < 3; ++c) {
+      if (std::abs(a[c] - b[c]) > by) return true;
+    }
+    return false;
+  };
+  int changed = 0, white = 0, total = 0;
+  for (int y = kBarsHeight - 100; y < kBarsHeight - 36; ++y) {
+    for (int x = kBarsWidth / 2 - 60; x < kBarsWidth / 2 + 60; ++x, ++total) {
+      changed += differs(x, y, 40);
+      auto p = captioned.at(x, y);
+      white += p[0] > 200 && p[1] > 200 && p[2] > 200;
+    }
+  }
+  EXPECT_GT(changed, total / 2) << "no caption box at the bottom centre";
+  EXPECT_GT(white, 20) << "no caption text in the box";
+  for (int y = 0; y < kBarsHeight / 2; y += 7) {
+    for (int x = 0; x < kBarsWidth; x += 7)
+      ASSERT_FALSE(differs(x, y, kBarTolerance)) << x << "," << y;
+  }
 }
 
 TEST(ZentplayHeadless, AStartPositionIsSoughtBeforePlaybackStarts) {

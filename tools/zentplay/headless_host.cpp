@@ -2,6 +2,7 @@
 // video's frame rate, with PNG snapshots and the status on the console.
 #include <string>
 
+#include "caption_overlay.h"
 #include "console.h"
 #include "frame_loop.h"
 #include "headless_context.h"
@@ -32,6 +33,7 @@ int runHeadless(ZentLibrary& library, const Options& options) {
     return kExitNoGraphics;
   }
   VideoCanvas canvas;
+  CaptionOverlay captions;
   PlayerSession session(library, options);
   int status = kExitOk;
   if (!session.start()) {
@@ -55,6 +57,7 @@ int runHeadless(ZentLibrary& library, const Options& options) {
     if (const unsigned texture = session.texture(); texture != 0) {
       canvas.drawFrame(quad, texture, static_cast<int>(session.videoWidth()),
                        static_cast<int>(session.videoHeight()));
+      captions.draw(quad, canvas, session.captionText());
       ++frames;
       snapshots.afterFrame(frames, canvas);
     }

@@ -95,6 +95,8 @@ void PlayerSession::handleEvents() {
       if (!ready_) onReady();
     } else if (event.type == ZENTPLAYER_EVENT_END_OF_CONTENT) {
       ended_ = true;
+    } else if (event.type == ZENTPLAYER_EVENT_CAPTION_TEXT) {
+      caption_ = event.text;
     }
   }
 }

@@ -51,6 +51,12 @@ class PlayerSession {
   bool failed() const { return !failure_.empty(); }
   const std::string& failure() const { return failure_; }
 
+  // The caption to draw over the picture: the external subtitle when one was
+  // given, else the text of the last caption event; "" for none.
+  const std::string& captionText() const {
+    return options_.subtitles.empty() ? caption_ : subtitle_;
+  }
+
   // "PLAY 00:03.2 / 00:10.0".
   std::string statusText() const;
 
@@ -80,6 +86,7 @@ class PlayerSession {
   int32_t audioIndex_ = 0;
   int32_t variantIndex_ = -1;  // -1: the engine's own choice
   std::string subtitle_;
+  std::string caption_;
   std::string failure_;
   Clock::time_point openedAt_;
   Clock::time_point lastProgressAt_;

@@ -22,10 +22,12 @@ void main() {
 
 constexpr const char* kFragmentBody = R"(
 uniform sampler2D picture;
+uniform int blended;
 in vec2 uv;
 out vec4 color;
 void main() {
-  color = vec4(texture(picture, uv).rgb, 1.0);
+  vec4 texel = texture(picture, uv);
+  color = vec4(texel.rgb, blended == 1 ? texel.a : 1.0);
 }
 )";
 
@@ -108,6 +110,7 @@ bool QuadRenderer::init(std::string& error) {
     return false;
   }
   flipLocation_ = glGetUniformLocation(program_, "flip");
+  blendedLocation_ = glGetUniformLocation(program_, "blended");
   glUseProgram(program_);
   glUniform1i(glGetUniformLocation(program_, "picture"), 0);
   glGenVertexArrays(1, &vertexArray_);
@@ -120,11 +123,16 @@ bool QuadRenderer::init(std::string& error) {
   return true;
 }
 
-void QuadRenderer::draw(unsigned texture, bool topRowFirst, const PixelRect& rect) {
+void QuadRenderer::draw(unsigned texture, bool topRowFirst, const PixelRect& rect, bool blended) {
   resetDrawState();
+  if (blended) {
+    glEnable(GL_BLEND);
+    glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+  }
   glViewport(rect.x, rect.y, rect.width, rect.height);
   glUseProgram(program_);
   glUniform1i(flipLocation_, topRowFirst ? 1 : 0);
+  glUniform1i(blendedLocation_, blended ? 1 : 0);
   glActiveTexture(GL_TEXTURE0);
   glBindTexture(GL_TEXTURE_2D, texture);
   glBindSampler(0, sampler_);
@@ -133,6 +141,7 @@ void QuadRenderer::draw(unsigned texture, bool topRowFirst, const PixelRect& rec
   glBindVertexArray(0);
   glBindSampler(0, 0);
   glBindTexture(GL_TEXTURE_2D, 0);
+  if (blended) glDisable(GL_BLEND);
 }
 
 VideoCanvas::~VideoCanvas() {
@@ -157,6 +166,13 @@ void VideoCanvas::drawFrame(QuadRenderer& quad, unsigned libraryTexture, int wid
     height_ = height;
   }
   quad.draw(libraryTexture, true, PixelRect{0, 0, width, height});
+  glBindFramebuffer(GL_FRAMEBUFFER, 0);
+}
+
+void VideoCanvas::drawOverlay(QuadRenderer& quad, unsigned texture, const PixelRect& rect) {
+  if (framebuffer_ == 0) return;
+  glBindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
+  quad.draw(texture, true, rect, true);
   glBindFramebuffer(GL_FRAMEBUFFER, 0);
 }
 

@@ -37,14 +37,16 @@ class QuadRenderer {
 
   // Draws `texture` over `rect` of the bound framebuffer. With `topRowFirst`
   // the texture's row 0 is the picture's top row (the library's textures);
-  // otherwise row 0 is the bottom, as in anything GL rendered.
-  void draw(unsigned texture, bool topRowFirst, const PixelRect& rect);
+  // otherwise row 0 is the bottom, as in anything GL rendered. `blended` draws
+  // the texture's alpha over what is there; otherwise the quad is opaque.
+  void draw(unsigned texture, bool topRowFirst, const PixelRect& rect, bool blended = false);
 
  private:
   unsigned program_ = 0;
   unsigned vertexArray_ = 0;
   unsigned sampler_ = 0;
   int flipLocation_ = -1;
+  int blendedLocation_ = -1;
 };
 
 class VideoCanvas {
@@ -56,6 +58,10 @@ class VideoCanvas {
 
   // Draws the library's texture into the canvas, (re)sizing it to the video.
   void drawFrame(QuadRenderer& quad, unsigned libraryTexture, int width, int height);
+
+  // Blends a texture (row 0 on top) over a rectangle of the canvas, whose
+  // y counts from the bottom, as GL does.
+  void drawOverlay(QuadRenderer& quad, unsigned texture, const PixelRect& rect);
 
   bool empty() const { return texture_ == 0; }
   int width() const { return width_; }

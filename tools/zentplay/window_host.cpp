@@ -9,6 +9,7 @@
 #include <string>
 #include <thread>
 
+#include "caption_overlay.h"
 #include "console.h"
 #include "frame_loop.h"
 #include "hosts.h"
@@ -131,6 +132,7 @@ int runWindow(ZentLibrary& library, const Options& options) {
     return kExitNoGraphics;
   }
   VideoCanvas canvas;
+  CaptionOverlay captions;
   PlayerSession session(library, options);
   int status = kExitOk;
   if (!session.start()) {
@@ -169,6 +171,7 @@ int runWindow(ZentLibrary& library, const Options& options) {
         sizedToVideo = true;
       }
       canvas.drawFrame(quad, texture, width, height);
+      captions.draw(quad, canvas, session.captionText());
       ++frames;
       snapshots.afterFrame(frames, canvas);
     }

@@ -152,6 +152,8 @@ std::vector<VideoTrackGeometry> GstPlayerItem::videoTracks() const {
 }
 
 std::vector<MediaStreamInfo> GstPlayerItem::mediaStreams(MediaCharacteristic kind) const {
+  std::vector<ClosedCaptionOption> closedCaptions;
+  if (kind == MediaCharacteristic::Legible) closedCaptions = closedCaptionOptions();
   LibraryLock lock(stateMutex_);
   std::vector<const StreamEntry*> streams = streamsOf(streams_, kind);
   std::vector<MediaStreamInfo> infos;
@@ -167,6 +169,7 @@ std::vector<MediaStreamInfo> GstPlayerItem::mediaStreams(MediaCharacteristic kin
     }
     infos.push_back(std::move(info));
   }
+  for (ClosedCaptionOption& option : closedCaptions) infos.push_back(std::move(option.info));
   return infos;
 }
 
@@ -175,6 +178,7 @@ void GstPlayerItem::select(MediaCharacteristic kind, std::optional<std::size_t> 
   // (GStreamer 1.22) often delivers no further cue of a WebVTT rendition that is
   // deselected and selected again.
   const bool captions = kind == MediaCharacteristic::Legible;
+  if (captions && selectClosedCaptionChannel(index)) return;
   if (captions) relay_->setCaptionsOn(index.has_value());
   if (captions && !index) return;
   std::optional<std::vector<std::string>> ids;

@@ -83,6 +83,10 @@ void GstPlayerItem::build() {
   g_object_set(textSink, "async", FALSE, nullptr);
   relay_->attachVideoSink(videoSink);
   relay_->attachTextSink(textSink);
+  // A file's video may turn out to carry captions on more channels as it plays.
+  relay_->setCaptionChannelsFound([weak = ItemRef(weak_from_this())] {
+    if (auto item = weak.lock()) item->onCaptionChannelsFound();
+  });
 
   std::string uri = engineUri(url_);
   g_object_set(pipeline_, "uri", uri.c_str(), "video-sink", videoSink, "audio-sink", audioSink,
@@ -207,6 +211,16 @@ void GstPlayerItem::notifyStatus(ItemStatus status) {
   if (delegate) delegate->itemStatusChanged(*this, status);
 }
 
+void GstPlayerItem::onCaptionChannelsFound() {
+  std::shared_ptr<PlayerItemDelegate> delegate;
+  {
+    LibraryLock lock(stateMutex_);
+    if (manifest_) return;  // a manifest lists its caption renditions itself
+    delegate = delegate_.lock();
+  }
+  if (delegate) delegate->itemLegibleOptionsChanged(*this);
+}
+
 void GstPlayerItem::notifyEnd() {
   std::shared_ptr<PlayerItemDelegate> delegate;
   {
@@ -251,8 +265,8 @@ void GstPlayerItem::installId3TapLocked() {
   // The tap calls back on streaming threads; the relay queues each tag for the
   // main queue. It holds the relay, not the item.
   std::weak_ptr<SinkRelay> relay = relay_;
-  id3Tap_ = GstId3Tap::install(pipeline_, [relay](std::vector<uint8_t> tag) {
-    if (auto live = relay.lock()) live->deliverId3Tag(std::move(tag));
+  id3Tap_ = GstId3Tap::installTimed(pipeline_, [relay](std::vector<uint8_t> tag, GstClockTime pts) {
+    if (auto live = relay.lock()) live->deliverId3Tag(std::move(tag), pts);
   });
 }
 
@@ -552,6 +566,8 @@ void GstPlayerItem::onStreamCollection(GstMessage* message) {
   gst_message_parse_stream_collection(message, &collection);
   std::vector<StreamEntry> streams = listStreams(collection);
   if (collection != nullptr) gst_object_unref(collection);
+  // Without a text stream the captions carried in the video show by default.
+  relay_->setHasTextStream(!streamsOf(streams, MediaCharacteristic::Legible).empty());
   LibraryLock lock(stateMutex_);
   streams_ = std::move(streams);
 }

@@ -101,6 +101,17 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   void onBuffering(GstMessage* message);
   void onTags(GstMessage* message);
   void onStreamCollection(GstMessage* message);
+  void onCaptionChannelsFound();
+  // Line-21 caption channels offered after the text streams: an HLS manifest's
+  // CLOSED-CAPTIONS renditions, else the channels that have shown text.
+  struct ClosedCaptionOption {
+    int channel;  // 0 = CC1 ... 3 = CC4
+    MediaStreamInfo info;
+  };
+  std::vector<ClosedCaptionOption> closedCaptionOptions() const;
+  // Shows the caption channel behind a legible option past the text streams;
+  // false when the option is a text stream or none (left to the text path).
+  bool selectClosedCaptionChannel(std::optional<std::size_t> index);
   void onStreamsSelected(GstMessage* message);
   // A network error while the network is down does not fail the item: playback
   // runs on from what is buffered, and once the path is back the item reloads

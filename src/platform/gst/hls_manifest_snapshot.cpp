@@ -67,6 +67,18 @@ std::optional<double> HlsManifestSnapshot::dateAt(double positionSeconds) const 
   return programDateAt(*shared_->playlist, positionSeconds);
 }
 
+std::vector<RenditionInfo> HlsManifestSnapshot::closedCaptionRenditions() const {
+  std::lock_guard lock(shared_->mutex);
+  std::vector<RenditionInfo> found;
+  for (const auto& rendition : shared_->renditions) {
+    if (rendition.type != RenditionInfo::Type::ClosedCaptions) continue;
+    bool seen = false;
+    for (const auto& known : found) seen = seen || known.instreamId == rendition.instreamId;
+    if (!seen) found.push_back(rendition);
+  }
+  return found;
+}
+
 std::optional<RenditionInfo> HlsManifestSnapshot::renditionFor(GstStreamType type,
                                                                const std::string& streamId) const {
   std::lock_guard lock(shared_->mutex);

@@ -46,6 +46,10 @@ class HlsManifestSnapshot {
   // Never by place: renditions the demuxer merged or left out would shift it.
   std::optional<RenditionInfo> renditionFor(GstStreamType type, const std::string& streamId) const;
 
+  // The CLOSED-CAPTIONS renditions carried in the video, one per INSTREAM-ID
+  // (the same rendition is often declared once per variant group), in order.
+  std::vector<RenditionInfo> closedCaptionRenditions() const;
+
   // True when the URL names an HLS playlist (.m3u8 / .m3u path, any query).
   static bool looksLikeHls(const std::string& url);
 

@@ -7,6 +7,7 @@
 
 #include "platform/gst/caption_text.h"
 #include "platform/gst/thread_handoff.h"
+#include "platform/gst/video_caption_bytes.h"
 #include "support/logger.h"
 #include "support/main_queue.h"
 
@@ -22,10 +23,14 @@ SinkRelay& relayOf(gpointer data) {
   return *callbackData<RelayRef>(data);
 }
 
+// The most caption changes and ID3 tags held for frames not yet rendered.
+constexpr std::size_t kMaxDue = 512;
+
 // A pending caption clear: the relay it belongs to and the caption it ends.
 struct ClearTicket {
   std::weak_ptr<SinkRelay> relay;
   uint64_t serial = 0;
+  GstClockTime runningTime = GST_CLOCK_TIME_NONE;
 };
 
 template <typename T, typename U>
@@ -40,6 +45,7 @@ SinkRelay::~SinkRelay() {
     gst_clock_id_unschedule(captionClear_);
     gst_clock_id_unref(captionClear_);
   }
+  if (captionClock_ != nullptr) gst_object_unref(captionClock_);
   if (lastCaps_ != nullptr) gst_caps_unref(lastCaps_);
   if (lastSample_ != nullptr) gst_sample_unref(lastSample_);
 }
@@ -54,13 +60,29 @@ void SinkRelay::attachVideoSink(GstElement* appsink) {
   };
   gst_app_sink_set_callbacks(GST_APP_SINK(appsink), &callbacks,
                              newCallbackData<RelayRef>(shared_from_this()), releaseRelayRef);
+
+  // Caption bytes are read as frames arrive, before the sink waits for their
+  // time or drops a late one, so no caption command is lost.
+  GstPad* pad = gst_element_get_static_pad(appsink, "sink");
+  gst_pad_add_probe(
+      pad, GstPadProbeType(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_FLUSH),
+      [](GstPad*, GstPadProbeInfo* info, gpointer relay) {
+        if (info->type & GST_PAD_PROBE_TYPE_BUFFER) {
+          relayOf(relay).onVideoBufferArriving(GST_PAD_PROBE_INFO_BUFFER(info));
+        } else if (GstEvent* event = GST_PAD_PROBE_INFO_EVENT(info);
+                   event != nullptr && GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP) {
+          relayOf(relay).onVideoFlush();
+        }
+        return GST_PAD_PROBE_OK;
+      },
+      newCallbackData<RelayRef>(shared_from_this()), releaseRelayRef);
+  gst_object_unref(pad);
 }
 
 void SinkRelay::attachTextSink(GstElement* appsink) {
   GstAppSinkCallbacks callbacks{};
-  callbacks.new_preroll = [](GstAppSink* sink, gpointer relay) {
-    return textPreroll(GST_ELEMENT(sink), relay);
-  };
+  // No preroll callback: a prerolled cue is rendered again when its time comes
+  // on the clock, and showing it at preroll would show it early.
   callbacks.new_sample = [](GstAppSink* sink, gpointer relay) {
     return textSample(GST_ELEMENT(sink), relay);
   };
@@ -108,19 +130,9 @@ GstFlowReturn SinkRelay::videoSample(GstElement* sink, gpointer relay) {
   return GST_FLOW_OK;
 }
 
-GstFlowReturn SinkRelay::textPreroll(GstElement* sink, gpointer relay) {
-  if (GstSample* sample = gst_app_sink_pull_preroll(GST_APP_SINK(sink))) {
-    relayOf(relay).onTextSample(sample);
-    relayOf(relay).scheduleCaptionClear(sink, sample);
-    gst_sample_unref(sample);
-  }
-  return GST_FLOW_OK;
-}
-
 GstFlowReturn SinkRelay::textSample(GstElement* sink, gpointer relay) {
   if (GstSample* sample = gst_app_sink_pull_sample(GST_APP_SINK(sink))) {
-    relayOf(relay).onTextSample(sample);
-    relayOf(relay).scheduleCaptionClear(sink, sample);
+    relayOf(relay).onTextSample(sink, sample);
     gst_sample_unref(sample);
   }
   return GST_FLOW_OK;
@@ -168,6 +180,7 @@ void SinkRelay::deliverVideoSample(GstSample* sample) {
   if (buffer == nullptr) return;
   std::lock_guard lock(mutex_);
   if (detached_) return;
+  presentDueLocked(GST_BUFFER_PTS(buffer));
   if (caps != nullptr && caps != lastCaps_) {
     gst_caps_replace(&lastCaps_, caps);
     GstVideoInfo info;
@@ -191,7 +204,20 @@ void SinkRelay::deliverVideoSample(GstSample* sample) {
   if (previous != nullptr) gst_sample_unref(previous);
 }
 
-void SinkRelay::onTextSample(GstSample* sample) {
+namespace {
+
+// The running time of a position in the sample's segment, or GST_CLOCK_TIME_NONE.
+GstClockTime runningTime(GstSample* sample, GstClockTime position) {
+  const GstSegment* segment = gst_sample_get_segment(sample);
+  if (segment == nullptr || !GST_CLOCK_TIME_IS_VALID(position)) return GST_CLOCK_TIME_NONE;
+  return gst_segment_to_running_time(segment, GST_FORMAT_TIME, position);
+}
+
+}  // namespace
+
+// The text sink renders each cue at its start on the pipeline clock: the cue
+// joins those on screen then.
+void SinkRelay::onTextSample(GstElement* sink, GstSample* sample) {
   GstBuffer* buffer = gst_sample_get_buffer(sample);
   if (buffer == nullptr) return;
   bool markup = false;
@@ -202,25 +228,144 @@ void SinkRelay::onTextSample(GstSample* sample) {
     markup = format != nullptr && g_str_equal(format, "pango-markup");
   }
   // The whole cue is one caption: its lines stay together in one string.
-  std::vector<std::string> lines;
+  std::string text;
   GstMapInfo map;
   if (gst_buffer_map(buffer, &map, GST_MAP_READ)) {
-    std::string text =
-        captionText(std::string_view(reinterpret_cast<const char*>(map.data), map.size), markup);
-    if (!text.empty()) lines.push_back(std::move(text));
+    text = captionText(std::string_view(reinterpret_cast<const char*>(map.data), map.size), markup);
     gst_buffer_unmap(buffer, &map);
   }
-  std::lock_guard lock(mutex_);
-  if (detached_) return;
   GstClockTime pts = GST_BUFFER_PTS(buffer);
+  GstClockTime start = runningTime(sample, pts);
+  GstClockTime end = GST_BUFFER_DURATION_IS_VALID(buffer) && GST_CLOCK_TIME_IS_VALID(pts)
+                         ? runningTime(sample, pts + GST_BUFFER_DURATION(buffer))
+                         : GST_CLOCK_TIME_NONE;
+  GstClock* clock = gst_element_get_clock(sink);
+  GstClockTime baseTime = gst_element_get_base_time(sink);
+
+  std::lock_guard lock(mutex_);
+  if (clock != nullptr) {
+    if (captionClock_ != nullptr) gst_object_unref(captionClock_);
+    captionClock_ = clock;
+    captionBaseTime_ = baseTime;
+  }
+  if (detached_) return;
   if (buffer == lastTextBuffer_ && pts == lastTextPts_) return;
   lastTextBuffer_ = buffer;
   lastTextPts_ = pts;
-  if (!captionsOn_) return;
-  cancelCaptionClearLocked();
-  if (lines.empty() && !captionShown_) return;
-  captionShown_ = !lines.empty();
-  postCaption(std::move(lines));
+  if (!captionsOn_ || shownChannelLocked()) return;
+  // Cues that have ended by this one's start leave, and so do cues without an end.
+  std::erase_if(shownCues_, [&](const ShownCue& cue) {
+    return !GST_CLOCK_TIME_IS_VALID(cue.endRunningTime) ||
+           (GST_CLOCK_TIME_IS_VALID(start) && cue.endRunningTime <= start);
+  });
+  if (!text.empty()) shownCues_.push_back({end, std::move(text)});
+  postShownCuesLocked();
+  scheduleCaptionClearLocked();
+}
+
+// Posts the cues on screen, joined by "\n", when they differ from what was posted.
+void SinkRelay::postShownCuesLocked() {
+  std::string joined;
+  for (const ShownCue& cue : shownCues_) {
+    if (!joined.empty()) joined += '\n';
+    joined += cue.text;
+  }
+  postTextLocked(joined);
+}
+
+// Posts a caption (or a clear, for "") when it differs from what was posted last.
+void SinkRelay::postTextLocked(const std::string& text) {
+  if (text.empty() && !captionShown_) return;
+  if (!text.empty() && captionShown_ && text == shownText_) return;
+  captionShown_ = !text.empty();
+  shownText_ = text;
+  postCaption(text.empty() ? std::vector<std::string>{} : std::vector<std::string>{text});
+}
+
+void SinkRelay::onVideoBufferArriving(GstBuffer* buffer) {
+  std::lock_guard lock(mutex_);
+  if (detached_) return;
+  const unsigned knownChannels = closedCaptions_.channelsWithText();
+  if (!feedVideoCaptionBytes(buffer, closedCaptions_)) return;
+  unsigned changed = closedCaptions_.takeChangedChannels();
+  if (closedCaptions_.channelsWithText() != knownChannels && channelsFound_) {
+    MainQueue::post(channelsFound_);
+  }
+  for (int channel = 0; changed != 0; ++channel, changed >>= 1) {
+    if (changed & 1) {
+      closedCaptionsDue_.push_back(
+          {GST_BUFFER_PTS(buffer), channel, closedCaptions_.displayedText(channel)});
+      // Frames that never reach rendering must not make the queue grow without bound.
+      if (closedCaptionsDue_.size() > kMaxDue) closedCaptionsDue_.pop_front();
+    }
+  }
+}
+
+// A frame is on screen: the caption changes that came with it and before it
+// show, and the ID3 tags of its time and before reach the metadata outputs.
+void SinkRelay::presentDueLocked(GstClockTime framePts) {
+  while (!id3TagsDue_.empty() && GST_CLOCK_TIME_IS_VALID(framePts) &&
+         id3TagsDue_.front().first <= framePts) {
+    postId3TagLocked(std::move(id3TagsDue_.front().second));
+    id3TagsDue_.pop_front();
+  }
+  while (!closedCaptionsDue_.empty()) {
+    ClosedCaptionScreen& next = closedCaptionsDue_.front();
+    if (GST_CLOCK_TIME_IS_VALID(framePts) && GST_CLOCK_TIME_IS_VALID(next.pts) &&
+        next.pts > framePts) {
+      break;
+    }
+    channelScreens_[next.channel] = std::move(next.text);
+    if (captionsOn_ && shownChannelLocked() == next.channel) {
+      postTextLocked(channelScreens_[next.channel]);
+    }
+    closedCaptionsDue_.pop_front();
+  }
+}
+
+// A seek: the captions decoded so far belong to the old position.
+void SinkRelay::onVideoFlush() {
+  std::lock_guard lock(mutex_);
+  closedCaptions_.reset();
+  closedCaptionsDue_.clear();
+  id3TagsDue_.clear();
+  channelScreens_ = {};
+  if (shownChannelLocked() && !detached_) postTextLocked("");
+}
+
+std::optional<int> SinkRelay::shownChannelLocked() const {
+  if (channelChosen_) return chosenChannel_;
+  return hasTextStream_ ? std::nullopt : std::optional<int>(0);
+}
+
+void SinkRelay::setCaptionChannel(std::optional<int> channel) {
+  std::lock_guard lock(mutex_);
+  if (channel && (*channel < 0 || *channel >= Cea608Decoder::kChannels)) return;
+  channelChosen_ = true;
+  chosenChannel_ = channel;
+  if (detached_ || !captionsOn_) return;
+  if (channel) {
+    cancelCaptionClearLocked();
+    shownCues_.clear();
+    postTextLocked(channelScreens_[*channel]);
+  } else {
+    postTextLocked("");
+  }
+}
+
+void SinkRelay::setHasTextStream(bool hasTextStream) {
+  std::lock_guard lock(mutex_);
+  hasTextStream_ = hasTextStream;
+}
+
+void SinkRelay::setCaptionChannelsFound(std::function<void()> found) {
+  std::lock_guard lock(mutex_);
+  channelsFound_ = std::move(found);
+}
+
+unsigned SinkRelay::captionChannelsWithText() const {
+  std::lock_guard lock(mutex_);
+  return closedCaptions_.channelsWithText();
 }
 
 // Called with mutex_ held, so captions and clears reach the queue in order.
@@ -242,50 +387,46 @@ void SinkRelay::cancelCaptionClearLocked() {
   }
 }
 
-void SinkRelay::scheduleCaptionClear(GstElement* sink, GstSample* sample) {
-  GstBuffer* buffer = gst_sample_get_buffer(sample);
-  const GstSegment* segment = gst_sample_get_segment(sample);
-  if (buffer == nullptr || segment == nullptr || !GST_BUFFER_PTS_IS_VALID(buffer) ||
-      !GST_BUFFER_DURATION_IS_VALID(buffer)) {
-    return;
+// Waits on the pipeline clock for the first end among the cues on screen.
+void SinkRelay::scheduleCaptionClearLocked() {
+  cancelCaptionClearLocked();
+  GstClockTime end = GST_CLOCK_TIME_NONE;
+  for (const ShownCue& cue : shownCues_) {
+    if (GST_CLOCK_TIME_IS_VALID(cue.endRunningTime) &&
+        (!GST_CLOCK_TIME_IS_VALID(end) || cue.endRunningTime < end)) {
+      end = cue.endRunningTime;
+    }
   }
-  GstClockTime end = gst_segment_to_running_time(
-      segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer) + GST_BUFFER_DURATION(buffer));
-  if (!GST_CLOCK_TIME_IS_VALID(end)) return;
-  GstClock* clock = gst_element_get_clock(sink);
-  if (clock == nullptr) return;  // not playing yet: the next caption or a flush clears it
-  GstClockID id = gst_clock_new_single_shot_id(clock, gst_element_get_base_time(sink) + end);
-  gst_object_unref(clock);
-
+  // Not playing yet (no clock): the next cue or a flush clears it.
+  if (!GST_CLOCK_TIME_IS_VALID(end) || captionClock_ == nullptr || detached_) return;
+  GstClockID id = gst_clock_new_single_shot_id(captionClock_, captionBaseTime_ + end);
+  captionClear_ = gst_clock_id_ref(id);
   auto* ticket = new ClearTicket();
   ticket->relay = weak_from_this();
-  {
-    std::lock_guard lock(mutex_);
-    if (detached_ || !captionShown_) {
-      gst_clock_id_unref(id);
-      delete ticket;
-      return;
-    }
-    cancelCaptionClearLocked();
-    captionClear_ = id;
-    ticket->serial = captionSerial_;
-  }
+  ticket->serial = captionSerial_;
+  ticket->runningTime = end;
   handOff(ticket);
   gst_clock_id_wait_async(
       id,
       [](GstClock*, GstClockTime, GstClockID, gpointer data) -> gboolean {
         auto* pending = &callbackData<ClearTicket>(data);
         if (auto relay = pending->relay.lock()) {
-          std::lock_guard lock(relay->mutex_);
-          if (relay->captionSerial_ == pending->serial && relay->captionShown_ &&
-              !relay->detached_) {
-            relay->captionShown_ = false;
-            relay->postCaption({});
-          }
+          relay->onCaptionEnd(pending->serial, pending->runningTime);
         }
         return TRUE;
       },
       ticket, [](gpointer data) { deleteCallbackData<ClearTicket>(data); });
+  gst_clock_id_unref(id);
+}
+
+void SinkRelay::onCaptionEnd(uint64_t serial, GstClockTime runningTime) {
+  std::lock_guard lock(mutex_);
+  if (serial != captionSerial_ || detached_) return;
+  std::erase_if(shownCues_, [&](const ShownCue& cue) {
+    return GST_CLOCK_TIME_IS_VALID(cue.endRunningTime) && cue.endRunningTime <= runningTime;
+  });
+  postShownCuesLocked();
+  scheduleCaptionClearLocked();
 }
 
 void SinkRelay::setCaptionsOn(bool on) {
@@ -294,7 +435,9 @@ void SinkRelay::setCaptionsOn(bool on) {
   captionsOn_ = on;
   if (on || detached_) return;
   cancelCaptionClearLocked();
+  shownCues_.clear();
   captionShown_ = false;
+  shownText_.clear();
   postCaption({});
 }
 
@@ -303,8 +446,10 @@ void SinkRelay::onCaptionFlush() {
   cancelCaptionClearLocked();
   lastTextBuffer_ = nullptr;
   lastTextPts_ = GST_CLOCK_TIME_NONE;
+  shownCues_.clear();
   if (!captionShown_ || detached_) return;
   captionShown_ = false;
+  shownText_.clear();
   postCaption({});
 }
 
@@ -352,6 +497,7 @@ void SinkRelay::detachAll() {
     detached_ = true;
     std::swap(last, lastSample_);
     cancelCaptionClearLocked();
+    closedCaptionsDue_.clear();
     video.swap(videoOutputs_);
     legibleOutputs_.clear();
     metadataOutputs_.clear();
@@ -365,9 +511,21 @@ std::optional<VideoGeometry> SinkRelay::videoGeometry() const {
   return geometry_;
 }
 
-void SinkRelay::deliverId3Tag(std::vector<uint8_t> tag) {
+void SinkRelay::deliverId3Tag(std::vector<uint8_t> tag, GstClockTime pts) {
   std::lock_guard lock(mutex_);
   if (detached_) return;
+  if (GST_CLOCK_TIME_IS_VALID(pts)) {
+    auto later = std::find_if(id3TagsDue_.begin(), id3TagsDue_.end(),
+                              [&](const auto& due) { return due.first > pts; });
+    id3TagsDue_.insert(later, {pts, std::move(tag)});
+    if (id3TagsDue_.size() <= kMaxDue) return;
+    tag = std::move(id3TagsDue_.front().second);  // the oldest goes now rather than never
+    id3TagsDue_.pop_front();
+  }
+  postId3TagLocked(std::move(tag));
+}
+
+void SinkRelay::postId3TagLocked(std::vector<uint8_t> tag) {
   for (const auto& output : metadataOutputs_) {
     std::weak_ptr<GstMetadataOutput> target = output;
     MainQueue::post([target, tag] {
