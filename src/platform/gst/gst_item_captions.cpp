@@ -29,7 +29,7 @@ std::vector<GstPlayerItem::ClosedCaptionOption> GstPlayerItem::closedCaptionOpti
   if (manifest) {
     for (const RenditionInfo& rendition : manifest->closedCaptionRenditions()) {
       if (auto channel = channelOfInstreamId(rendition.instreamId)) {
-        options.push_back({*channel, {rendition.name, rendition.language}});
+        options.push_back({*channel, {rendition.name, rendition.language, rendition.name}});
       }
     }
     return options;
@@ -37,7 +37,7 @@ std::vector<GstPlayerItem::ClosedCaptionOption> GstPlayerItem::closedCaptionOpti
   unsigned withText = relay_->captionChannelsWithText();
   for (int channel = 0; channel < Cea608Decoder::kChannels; ++channel) {
     if (withText & (1u << channel)) {
-      options.push_back({channel, {"CC" + std::to_string(channel + 1), ""}});
+      options.push_back({channel, {"CC" + std::to_string(channel + 1), "", ""}});
     }
   }
   return options;
