@@ -205,8 +205,10 @@ TEST_F(RenditionsTest, SelectingTheSecondAudioRenditionChangesTheToneWithoutRelo
   EXPECT_TRUE(waitForTone(440.0, 30.0, 3, seconds(8)));
 }
 
-// Open: only one of two audio renditions sharing a LANGUAGE is listed.
-TEST_F(RenditionsTest, DISABLED_TwoAudioRenditionsWithOneLanguageAreBothListed) {
+// Two audio renditions sharing a LANGUAGE are two options, each with its own
+// name and its own sound.
+TEST_F(RenditionsTest, TwoAudioRenditionsWithOneLanguageAreBothListed) {
+  clearToneReadings();
   ScopedTempDir dir;
   std::string media = server_.url(hls_multivariant());
   dir.write("master.m3u8",
@@ -233,6 +235,10 @@ TEST_F(RenditionsTest, DISABLED_TwoAudioRenditionsWithOneLanguageAreBothListed) 
   EXPECT_EQ(text(api().NativeGetAudioStreamName(0, 1)), "Director");
   EXPECT_EQ(text(api().NativeGetAudioStreamLanguage(0, 0)), "en");
   EXPECT_EQ(text(api().NativeGetAudioStreamLanguage(0, 1)), "en");
+  ASSERT_TRUE(waitForTone(440.0, 30.0, 3, seconds(15)));
+  api().NativeSetAudioStream(0, 1);
+  EXPECT_TRUE(waitForTone(1000.0, 40.0, 3, seconds(8)))
+      << (toneReadings().empty() ? -1.0 : toneReadings().back().hertz);
 }
 
 // A 3 s clip with a subtitle track muxed in, made with ffmpeg from an SRT file.
