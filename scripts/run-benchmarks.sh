@@ -20,3 +20,4 @@ run srt_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 run manifest_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 run texture_bench
 run playback_bench
+run shutdown_bench

@@ -17,6 +17,9 @@ struct FetchOptions {
   std::size_t maxBytes = 16 * 1024 * 1024;  // larger bodies are refused, not truncated
   std::vector<std::string> headers;         // "Name: value"
   const std::atomic<bool>* cancelFlag = nullptr;
+  // A read whose result only adds to another read's, which reports the
+  // content's failure: the manifest readers log its failure as a WARNING.
+  bool auxiliary = false;
 };
 
 struct FetchResult {

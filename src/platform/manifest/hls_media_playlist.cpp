@@ -170,7 +170,9 @@ namespace {
 // A read given up because its owner let go is not a failure of the content.
 void logNotRead(const FetchResult& fetched, const FetchOptions& options) {
   bool cancelled = options.cancelFlag != nullptr && options.cancelFlag->load();
-  Logger::log(cancelled ? LogLevel::DEBUG : LogLevel::ERROR,
+  Logger::log(cancelled           ? LogLevel::DEBUG
+              : options.auxiliary ? LogLevel::WARNING
+                                  : LogLevel::ERROR,
               "HLS playlist not read: " + fetched.error);
 }
 
