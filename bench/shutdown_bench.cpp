@@ -102,6 +102,7 @@ int main(int argc, char** argv) {
        hls_single_variant() + "/index.m3u8", 1},
       {"file at 4 KiB/s", Hostile::Trickle, mp4_720p(), mp4_720p(), 0},
   };
+  api->NativeSetLogCallback([](int32_t, const char*) {});  // the library's lines are not figures
   std::printf("shutdown_bench: %d runs per origin; host-thread time of each call\n", runs);
   Figures idle;
   for (const Origin& origin : origins) {
