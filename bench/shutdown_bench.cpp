@@ -6,9 +6,12 @@
 //   three players open the origin's content; once the origin has seen their
 //   requests (and a little longer, so the engine is well into its load),
 //   player 0 is released, player 1 removed, then the library shut down.
+// Also counted: the shutdowns that left a pipeline's teardown running on its
+// thread (the library then stays loaded; see TeardownWorker).
 // Usage: shutdown_bench [--runs N]
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -39,7 +42,14 @@ struct Origin {
 
 struct Figures {
   std::vector<double> release, remove, shutdown;
+  int leftRunning = 0;  // shutdowns that left a pipeline's teardown to its thread
 };
+
+std::atomic<int> gLeftRunning{0};
+
+void countLeftRunning(int32_t, const char* line) {
+  if (std::strstr(line, "still being taken down") != nullptr) ++gLeftRunning;
+}
 
 double msOf(const std::function<void()>& call) {
   auto start = Clock::now();
@@ -60,7 +70,9 @@ void runOnce(const zent::test::ZentApi& api, HttpServer& server, const Origin& o
   }
   figures.release.push_back(msOf([&] { api.NativeRemoveVideoContent(0); }));
   figures.remove.push_back(msOf([&] { api.NativeRemoveStream(1); }));
+  int before = gLeftRunning.load();
   figures.shutdown.push_back(msOf([&] { api.NativeShutdown(); }));
+  figures.leftRunning += gLeftRunning.load() - before;
 }
 
 void print(const char* name, const char* call, std::vector<double> values, double idleMedian) {
@@ -90,6 +102,7 @@ int main(int argc, char** argv) {
   using namespace zent::test;
   const std::vector<Origin> origins = {
       {"nothing loading", Hostile::None, "", "", 0},
+      {"playing a good file", Hostile::None, mp4_720p(), mp4_720p(), 0},
       {"variant never answers", Hostile::NeverAnswer, hls_program_date_time() + "/index.m3u8",
        hls_program_date_time() + "/master.m3u8", 1},
       {"master never answers", Hostile::NeverAnswer, hls_multivariant() + "/master.m3u8",
@@ -102,7 +115,7 @@ int main(int argc, char** argv) {
        hls_single_variant() + "/index.m3u8", 1},
       {"file at 4 KiB/s", Hostile::Trickle, mp4_720p(), mp4_720p(), 0},
   };
-  api->NativeSetLogCallback([](int32_t, const char*) {});  // the library's lines are not figures
+  api->NativeSetLogCallback(&countLeftRunning);  // the library's lines are not printed
   std::printf("shutdown_bench: %d runs per origin; host-thread time of each call\n", runs);
   Figures idle;
   for (const Origin& origin : origins) {
@@ -114,6 +127,8 @@ int main(int argc, char** argv) {
     print(origin.name, "release", figures.release, median(idle.release));
     print(origin.name, "remove", figures.remove, median(idle.remove));
     print(origin.name, "shutdown", figures.shutdown, median(idle.shutdown));
+    std::printf("%-26s %d of %d shutdowns left a pipeline's teardown running on its thread\n",
+                origin.name, figures.leftRunning, runs);
   }
   return 0;
 }
