@@ -23,3 +23,4 @@ run texture_bench
 run playback_bench
 run multi_player_bench
 run seek_stress
+run shutdown_bench

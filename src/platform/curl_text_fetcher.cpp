@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -21,6 +22,8 @@ namespace {
 
 constexpr long kMaxRedirects = 10;
 constexpr std::size_t kReadChunk = 64 * 1024;
+// How often a transfer looks at its cancel flag while it waits on the peer.
+constexpr int kCancelCheckMs = 50;
 
 bool cancelled(const FetchOptions& options) {
   return options.cancelFlag != nullptr && options.cancelFlag->load();
@@ -231,16 +234,22 @@ size_t onBody(char* data, size_t size, size_t count, void* user) {
   auto* transfer = static_cast<Transfer*>(user);
   std::size_t bytes = size * count;
   if (transfer->status >= 400) return bytes;  // an error page is not the resource: drop it
-  if (bytes > transfer->options->maxBytes - transfer->body.size()) {
+  std::string& body = transfer->body;
+  const std::size_t cap = transfer->options->maxBytes;
+  if (bytes > cap - body.size()) {
     transfer->overCap = true;
     return 0;  // makes curl stop with CURLE_WRITE_ERROR
   }
-  transfer->body.append(data, bytes);
+  // Grown by hand so the buffer itself never passes the cap (append would double it).
+  if (body.size() + bytes > body.capacity()) {
+    body.reserve(std::min(cap, std::max(body.size() + bytes, 2 * body.capacity())));
+  }
+  body.append(data, bytes);
   const FetchOptions& options = *transfer->options;
   if (!transfer->sniffed && options.sniffBytes > 0 && options.wanted &&
-      transfer->body.size() >= options.sniffBytes) {
+      body.size() >= options.sniffBytes) {
     transfer->sniffed = true;
-    if (!options.wanted(transfer->contentType, transfer->body)) {
+    if (!options.wanted(transfer->contentType, body)) {
       transfer->stoppedEarly = true;
       return 0;  // stops the transfer; the bytes so far are the result
     }
@@ -248,8 +257,36 @@ size_t onBody(char* data, size_t size, size_t count, void* user) {
   return bytes;
 }
 
-int onProgress(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
-  return cancelled(*static_cast<Transfer*>(user)->options) ? 1 : 0;
+// Runs the transfer on a multi handle in short slices, so a raised cancel flag
+// ends it within one slice whatever the peer does (curl's progress callback
+// alone comes only about once a second while nothing arrives).
+CURLcode performCancellable(CURL* curl, const FetchOptions& options) {
+  CURLM* multi = curl_multi_init();
+  if (multi == nullptr) return CURLE_OUT_OF_MEMORY;
+  curl_multi_add_handle(multi, curl);
+  CURLcode result = CURLE_OK;
+  int running = 1;
+  while (true) {
+    if (curl_multi_perform(multi, &running) != CURLM_OK) {
+      result = CURLE_RECV_ERROR;
+      break;
+    }
+    if (running == 0) {
+      int left = 0;
+      while (CURLMsg* message = curl_multi_info_read(multi, &left)) {
+        if (message->msg == CURLMSG_DONE) result = message->data.result;
+      }
+      break;
+    }
+    if (cancelled(options)) {
+      result = CURLE_ABORTED_BY_CALLBACK;
+      break;
+    }
+    curl_multi_poll(multi, nullptr, 0, kCancelCheckMs, nullptr);
+  }
+  curl_multi_remove_handle(multi, curl);
+  curl_multi_cleanup(multi);
+  return result;
 }
 
 FetchResult fetchHttp(const std::string& url, const FetchOptions& options) {
@@ -278,6 +315,10 @@ FetchResult fetchHttp(const std::string& url, const FetchOptions& options) {
   if (options.totalTimeoutSeconds > 0) {
     curl_easy_setopt(curl, CURLOPT_TIMEOUT, options.totalTimeoutSeconds);
   }
+  if (options.stallTimeoutSeconds > 0) {  // less than a byte a second for that long
+    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, options.stallTimeoutSeconds);
+  }
   // Refused from the Content-Length before any body arrives; chunked bodies
   // are stopped by onBody when they pass the cap.
   // (Not while sniffing: a large media file is told by its first bytes, at once.)
@@ -293,11 +334,8 @@ FetchResult fetchHttp(const std::string& url, const FetchOptions& options) {
   curl_easy_setopt(curl, CURLOPT_HEADERDATA, &transfer);
   curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, onBody);
   curl_easy_setopt(curl, CURLOPT_WRITEDATA, &transfer);
-  curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, onProgress);
-  curl_easy_setopt(curl, CURLOPT_XFERINFODATA, &transfer);
-  curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
 
-  CURLcode code = curl_easy_perform(curl);
+  CURLcode code = performCancellable(curl, options);
 
   FetchResult result;
   char* effective = nullptr;

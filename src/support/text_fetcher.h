@@ -12,9 +12,16 @@ namespace zent {
 struct FetchOptions {
   long connectTimeoutSeconds = 10;
   long totalTimeoutSeconds = 30;
+  // A peer that sends nothing for this long is given up on: a playlist server
+  // silent for longer than a long HLS target duration has failed the player
+  // anyway, and the load waits no longer than the connect step may.
+  long stallTimeoutSeconds = 10;
   std::size_t maxBytes = 16 * 1024 * 1024;  // larger bodies are refused, not truncated
   std::vector<std::string> headers;         // "Name: value"
   const std::atomic<bool>* cancelFlag = nullptr;
+  // A read whose result only adds to another read's, which reports the
+  // content's failure: the manifest readers log its failure as a WARNING.
+  bool auxiliary = false;
   // Sniffing: once the first `sniffBytes` bytes are in (0: never), `wanted` is
   // asked, with the response's Content-Type ("" for files), whether the whole
   // resource is worth reading. When it says no, the read stops there and the

@@ -15,6 +15,7 @@
 #include <cctype>
 #include <cerrno>
 #include <condition_variable>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <functional>
@@ -125,6 +126,7 @@ struct HttpServer::Impl {
   std::chrono::milliseconds delayShortest{0}, delayLongest{0};
   std::minstd_rand delayDraw{20240611};
   std::map<std::string, std::pair<int, int>> statusOverrides;  // path -> (status, times left)
+  std::map<std::string, Hostile> hostile;
   std::vector<HttpRequestRecord> log;
   uint64_t logEpoch = 0;
   std::map<std::string, int> counts;
@@ -343,6 +345,47 @@ struct HttpServer::Impl {
     return sendAll(c, head.data(), head.size());
   }
 
+  // Leaves a request unanswered until the client goes away, the connection is
+  // dropped or the server stops. Anything the client sends meanwhile is dropped.
+  void holdUnanswered(Connection* c) {
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      ++stalled;
+      changed.notify_all();
+    }
+    char input[4096];
+    while (waitFor(c, POLLIN, std::chrono::milliseconds(500)) != Wake::Stop) {
+      ssize_t got = recv(c->fd, input, sizeof input, MSG_DONTWAIT);
+      if (got == 0 || (got < 0 && errno != EAGAIN && errno != EINTR)) break;
+    }
+    std::lock_guard<std::mutex> lock(mutex);
+    --stalled;
+    changed.notify_all();
+  }
+
+  // An HLS media playlist sent as chunks for ever, at about 4 MiB/s.
+  bool sendEndlessPlaylist(Connection* c, const Announce& announce) {
+    auto asChunk = [](const std::string& data) {
+      char size[32];
+      std::snprintf(size, sizeof size, "%zx\r\n", data.size());
+      return size + data + "\r\n";
+    };
+    std::string segments;
+    for (int segment = 0; segments.size() < kChunkBytes - 64; ++segment) {
+      segments += "#EXTINF:2.000,\nseg_" + std::to_string(segment) + ".ts\n";
+    }
+    const std::string chunk = asChunk(segments);
+    announce(200);
+    std::string head =
+        "HTTP/1.1 200 OK\r\nContent-Type: application/vnd.apple.mpegurl\r\n"
+        "Transfer-Encoding: chunked\r\nCache-Control: no-cache\r\n\r\n" +
+        asChunk("#EXTM3U\n#EXT-X-TARGETDURATION:2\n#EXT-X-MEDIA-SEQUENCE:0\n");
+    if (!sendAll(c, head.data(), head.size())) return false;
+    for (auto due = Clock::now();; due += std::chrono::milliseconds(16)) {
+      if (!waitUntil(c, due) || !sendAll(c, chunk.data(), chunk.size())) return false;
+    }
+  }
+
   // Sends one response. Returns its status, or 0 when the connection broke or
   // was abandoned (then it must be closed).
   int respond(Connection* c, const HttpRequest& request, bool keepAlive, const Announce& announce) {
@@ -357,6 +400,27 @@ struct HttpServer::Impl {
     }
     if (overridden != 0)
       return sendText(c, request, overridden, keepAlive, announce) ? overridden : 0;
+    Hostile kind = Hostile::None;
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      auto it = hostile.find(request.path);
+      if (it != hostile.end()) kind = it->second;
+    }
+    switch (kind) {
+      case Hostile::NeverAnswer:
+        holdUnanswered(c);
+        return 0;
+      case Hostile::RedirectLoop:
+        return sendText(c, request, 302, keepAlive, announce,
+                        "Location: " + request.target + "\r\n")
+                   ? 302
+                   : 0;
+      case Hostile::EndlessPlaylist:
+        sendEndlessPlaylist(c, announce);
+        return 0;
+      default:
+        break;
+    }
     if (request.method != "GET" && request.method != "HEAD") {
       return sendText(c, request, 405, keepAlive, announce, "Allow: GET, HEAD\r\n") ? 405 : 0;
     }
@@ -400,7 +464,7 @@ struct HttpServer::Impl {
 
     std::vector<char> chunk(kChunkBytes);
     uint64_t offset = range.first;
-    uint64_t left = length;
+    uint64_t left = kind == Hostile::StopAfterPart ? length / 3 : length;
     uint64_t rate = 0;
     Clock::time_point rateStart{};
     uint64_t sentAtRate = 0;
@@ -409,7 +473,7 @@ struct HttpServer::Impl {
       uint64_t currentRate;
       {
         std::lock_guard<std::mutex> lock(mutex);
-        currentRate = bytesPerSecond;
+        currentRate = kind == Hostile::Trickle ? 4096 : bytesPerSecond;
       }
       if (currentRate != rate) {  // (re)start pacing from here
         rate = currentRate;
@@ -431,6 +495,10 @@ struct HttpServer::Impl {
       offset += static_cast<uint64_t>(got);
       left -= static_cast<uint64_t>(got);
       sentAtRate += static_cast<uint64_t>(got);
+    }
+    if (kind == Hostile::StopAfterPart) {
+      holdUnanswered(c);
+      return 0;
     }
     return status;
   }
@@ -657,6 +725,15 @@ void HttpServer::setResponseDelay(std::chrono::milliseconds shortest,
   std::lock_guard<std::mutex> lock(impl_->mutex);
   impl_->delayShortest = shortest;
   impl_->delayLongest = longest;
+}
+
+void HttpServer::setHostile(std::string_view path, Hostile kind) {
+  std::lock_guard<std::mutex> lock(impl_->mutex);
+  if (kind == Hostile::None) {
+    impl_->hostile.erase(requestPath(path));
+  } else {
+    impl_->hostile[requestPath(path)] = kind;
+  }
 }
 
 void HttpServer::setBytesPerSecond(uint64_t bytesPerSecond) {

@@ -96,6 +96,20 @@ class HttpServer {
   // Resets (RST) every open connection now.
   void dropConnections();
 
+  // Ways an origin misbehaves, for the requests of one path.
+  enum class Hostile {
+    None,             // answered normally
+    NeverAnswer,      // the request is read and never answered
+    StopAfterPart,    // the head and the first third of the file go out, then nothing
+    RedirectLoop,     // "302 Found" back to the same target, every time
+    EndlessPlaylist,  // a chunked HLS media playlist that never ends (4 MiB/s)
+    Trickle,          // the file at 4 KiB per second
+  };
+  // Makes the requests for `path` misbehave. A hanging request counts in
+  // stalledCount() and ends when the client goes away, at dropConnections()
+  // or at stop().
+  void setHostile(std::string_view path, Hostile kind);
+
   // Limits the rate of every response body to this many bytes per second
   // (0 = unlimited, the default).
   void setBytesPerSecond(uint64_t bytesPerSecond);

@@ -38,6 +38,7 @@ HlsManifestSnapshot::~HlsManifestSnapshot() {
 void HlsManifestSnapshot::read(const std::shared_ptr<Shared>& shared, const std::string& url) {
   FetchOptions options;
   options.cancelFlag = &shared->cancel;
+  options.auxiliary = true;  // the load's own read and the engine report a failure
   ManifestInfo manifest = readManifest(url, kManifestSelectorHls, options);
   std::optional<MediaPlaylist> playlist;
   if (!shared->cancel.load()) {

@@ -1,5 +1,8 @@
 #include "platform/gst/teardown_worker.h"
 
+#include "platform/library_pin.h"
+#include "support/logger.h"
+
 namespace zent {
 
 std::shared_ptr<TeardownWorker> TeardownWorker::acquire() {
@@ -14,19 +17,29 @@ std::shared_ptr<TeardownWorker> TeardownWorker::acquire() {
   return worker;
 }
 
-TeardownWorker::TeardownWorker() : thread_([this] { run(); }) {}
+TeardownWorker::TeardownWorker() : thread_([queue = queue_] { run(queue); }) {}
 
 TeardownWorker::~TeardownWorker() {
+  bool exited;
   {
-    std::lock_guard lock(mutex_);
-    stopping_ = true;
+    std::unique_lock lock(queue_->mutex);
+    queue_->stopping = true;
+    queue_->wake.notify_all();
+    exited = thread_.get_id() != std::this_thread::get_id() &&
+             queue_->drained.wait_for(lock, kFinishWait, [this] { return queue_->exited; });
   }
-  wake_.notify_all();
-  if (thread_.get_id() == std::this_thread::get_id()) {
-    thread_.detach();  // cannot happen by design; never self-join
-  } else {
+  if (exited) {
     thread_.join();
+    return;
   }
+  if (thread_.get_id() != std::this_thread::get_id()) {
+    keepLibraryLoaded();
+    Logger::log(LogLevel::WARNING,
+                "Media engine: a released pipeline is still being taken down (a network source "
+                "waits on its server); it finishes on its own thread, and the library stays "
+                "loaded until the process ends");
+  }
+  thread_.detach();  // it holds the queue; it ends once the queue is empty
 }
 
 void TeardownWorker::retire(GstElement* pipeline) {
@@ -40,35 +53,37 @@ void TeardownWorker::retire(GstElement* pipeline) {
 
 void TeardownWorker::post(std::function<void()> job) {
   {
-    std::lock_guard lock(mutex_);
-    pending_.push_back(std::move(job));
+    std::lock_guard lock(queue_->mutex);
+    queue_->pending.push_back(std::move(job));
   }
-  wake_.notify_one();
+  queue_->wake.notify_one();
 }
 
 void TeardownWorker::drain() {
-  std::unique_lock lock(mutex_);
-  drained_.wait(lock, [this] { return pending_.empty() && !busy_; });
+  std::unique_lock lock(queue_->mutex);
+  queue_->drained.wait(lock, [this] { return queue_->pending.empty() && !queue_->busy; });
 }
 
-void TeardownWorker::run() {
-  std::unique_lock lock(mutex_);
+void TeardownWorker::run(const std::shared_ptr<Queue>& queue) {
+  std::unique_lock lock(queue->mutex);
   for (;;) {
-    wake_.wait(lock, [this] { return stopping_ || !pending_.empty(); });
-    if (pending_.empty()) {
-      if (stopping_) break;
+    queue->wake.wait(lock, [&] { return queue->stopping || !queue->pending.empty(); });
+    if (queue->pending.empty()) {
+      if (queue->stopping) break;
       continue;
     }
-    std::function<void()> job = std::move(pending_.front());
-    pending_.pop_front();
-    busy_ = true;
+    std::function<void()> job = std::move(queue->pending.front());
+    queue->pending.pop_front();
+    queue->busy = true;
     lock.unlock();
     job();
     job = nullptr;  // captures are released outside the lock too
     lock.lock();
-    busy_ = false;
-    if (pending_.empty()) drained_.notify_all();
+    queue->busy = false;
+    if (queue->pending.empty()) queue->drained.notify_all();
   }
+  queue->exited = true;
+  queue->drained.notify_all();
 }
 
 }  // namespace zent

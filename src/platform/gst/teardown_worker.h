@@ -2,6 +2,7 @@
 
 #include <gst/gst.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -16,10 +17,19 @@ namespace zent {
 // releases (joining a worker that is still reading a playlist) go the same way.
 // One worker thread per process, shared by the engine and every item (each holds
 // a reference); the last holder to let go, at shutdown, finishes the queue and
-// joins the thread.
+// joins the thread, but waits no longer than kFinishWait for it.
 class TeardownWorker {
  public:
+  // GStreamer 1.22's adaptivedemux2 fetches playlists with a blocking request
+  // that its NULL transition cannot cancel: taking such a pipeline down waits
+  // out the download helper's 10 s socket timeout when the origin never answers.
+  static constexpr std::chrono::milliseconds kFinishWait{500};
+
   static std::shared_ptr<TeardownWorker> acquire();
+  // Finishes the queue and joins the thread when that takes less than
+  // kFinishWait. Otherwise the thread finishes the queue on its own and the
+  // library stays loaded until the process ends, since that thread still runs
+  // its code (a WARNING says so).
   ~TeardownWorker();
   TeardownWorker(const TeardownWorker&) = delete;
   TeardownWorker& operator=(const TeardownWorker&) = delete;
@@ -32,15 +42,21 @@ class TeardownWorker {
   void drain();
 
  private:
-  TeardownWorker();
-  void run();
+  // Shared with the thread, which may outlive this object.
+  struct Queue {
+    std::mutex mutex;
+    std::condition_variable wake;
+    std::condition_variable drained;
+    std::deque<std::function<void()>> pending;
+    bool busy = false;
+    bool stopping = false;
+    bool exited = false;
+  };
 
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  std::condition_variable drained_;
-  std::deque<std::function<void()>> pending_;
-  bool busy_ = false;
-  bool stopping_ = false;
+  TeardownWorker();
+  static void run(const std::shared_ptr<Queue>& queue);
+
+  const std::shared_ptr<Queue> queue_ = std::make_shared<Queue>();
   std::thread thread_;
 };
 

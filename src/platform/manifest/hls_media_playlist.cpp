@@ -165,11 +165,24 @@ std::optional<MediaPlaylist> parseMediaPlaylist(std::string_view text, const std
   return playlist;
 }
 
+namespace {
+
+// A read given up because its owner let go is not a failure of the content.
+void logNotRead(const FetchResult& fetched, const FetchOptions& options) {
+  bool cancelled = options.cancelFlag != nullptr && options.cancelFlag->load();
+  Logger::log(cancelled           ? LogLevel::DEBUG
+              : options.auxiliary ? LogLevel::WARNING
+                                  : LogLevel::ERROR,
+              "HLS playlist not read: " + fetched.error);
+}
+
+}  // namespace
+
 std::optional<MediaPlaylist> readMediaPlaylist(const std::string& url,
                                                const FetchOptions& options) {
   FetchResult fetched = fetchText(url, options);
   if (!fetched.ok) {
-    Logger::log(LogLevel::ERROR, "HLS playlist not read: " + fetched.error);
+    logNotRead(fetched, options);
     return std::nullopt;
   }
   std::string address = fetched.effectiveUrl.empty() ? url : fetched.effectiveUrl;
@@ -188,7 +201,7 @@ std::optional<MediaPlaylist> readMediaPlaylist(const std::string& url,
   const std::string& variantUrl = master.videoVariants.front().uri;
   fetched = fetchText(variantUrl, options);
   if (!fetched.ok) {
-    Logger::log(LogLevel::ERROR, "HLS playlist not read: " + fetched.error);
+    logNotRead(fetched, options);
     return std::nullopt;
   }
   address = fetched.effectiveUrl.empty() ? variantUrl : fetched.effectiveUrl;

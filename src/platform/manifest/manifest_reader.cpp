@@ -139,7 +139,7 @@ ManifestInfo readManifest(const std::string& url, int64_t mimeSelector,
     } else {
       // Without a declared type the address may simply not be a manifest.
       // (The fetch error names the address already.)
-      Logger::log(guessing ? LogLevel::WARNING : LogLevel::ERROR,
+      Logger::log(guessing || options.auxiliary ? LogLevel::WARNING : LogLevel::ERROR,
                   "Manifest not read: " + fetched.error);
     }
     return unread;
