@@ -50,12 +50,8 @@ TEST(CaptionsTest, SubtitleCuesArriveAsTextAndClearAtTheirEnd) {
   using Lines = std::vector<std::string>;
   // A two-line cue is one caption with its lines joined by "\n"; cues that
   // overlap in time are shown together, in the order they started.
-  const std::vector<Lines> expected{{"Hello\nWorld"},
-                                    {},
-                                    {"Second cue"},
-                                    {"Second cue\nOverlapping"},
-                                    {"Overlapping"},
-                                    {}};
+  const std::vector<Lines> expected{
+      {"Hello\nWorld"}, {}, {"Second cue"}, {"Second cue\nOverlapping"}, {"Overlapping"}, {}};
   ASSERT_TRUE(eventually([&] { return recorder.deliveries().size() >= expected.size(); }, 15s))
       << recorder.deliveries().size();
   EXPECT_EQ(recorder.deliveries(), expected);
