@@ -4,7 +4,17 @@
 set(plugin libgstzentadaptivedemux2.so)
 file(MAKE_DIRECTORY ${TO})
 if(EXISTS ${FROM}/${plugin})
-  file(COPY_FILE ${FROM}/${plugin} ${TO}/${plugin} ONLY_IF_DIFFERENT)
+  # Through a new file renamed into place: a test still running keeps the old
+  # one mapped, and rewriting that file in place would crash it.
+  file(SHA256 ${FROM}/${plugin} new_hash)
+  set(old_hash "")
+  if(EXISTS ${TO}/${plugin})
+    file(SHA256 ${TO}/${plugin} old_hash)
+  endif()
+  if(NOT new_hash STREQUAL old_hash)
+    file(COPY_FILE ${FROM}/${plugin} ${TO}/${plugin}.new)
+    file(RENAME ${TO}/${plugin}.new ${TO}/${plugin})
+  endif()
 else()
   file(REMOVE ${TO}/${plugin})
 endif()

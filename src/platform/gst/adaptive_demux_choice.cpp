@@ -65,18 +65,18 @@ std::string firstLine(const std::string& path) {
 // The plugin's path, or empty with the reason it is missing in *why.
 std::string findPlugin(std::string* why) {
   const std::vector<std::string> dirs = pluginDirectories();
+  std::string searched;
   for (const std::string& dir : dirs) {
     std::string path = dir + "/" + kFixedAdaptiveDemuxPlugin;
     if (g_file_test(path.c_str(), G_FILE_TEST_IS_REGULAR)) return path;
+    searched += (searched.empty() ? "" : " or ") + dir;
   }
-  for (const std::string& dir : dirs) {
-    std::string status = firstLine(dir + "/" + kStatusFile);
-    if (!status.empty()) {
-      *why = "the fixed plugin is missing: " + status;
-      return {};
-    }
+  std::string status;
+  for (size_t i = 0; i < dirs.size() && status.empty(); ++i) {
+    status = firstLine(dirs[i] + "/" + kStatusFile);
   }
-  *why = "the fixed plugin was not built: run scripts/install-deps.sh";
+  *why = "the fixed plugin is not in " + searched + "; " +
+         (status.empty() ? "scripts/install-deps.sh builds it" : "its build said: " + status);
   return {};
 }
 
