@@ -170,13 +170,14 @@ int runOnce(unsigned seed) {
 struct RunOutcome {
   bool survived = false;
   double longestMs = 0.0;
-  std::string what;  // "ok", "aborted (signal 6)", "froze", ...
+  std::string longestCall;  // the export that took longestMs
+  std::string what;         // "ok", "killed by signal 6", "froze", ...
 };
 
 // Runs one stress process and reads its result line.
 RunOutcome runChild(const char* self, unsigned seed, bool systemDemuxer) {
   int pipeFds[2];
-  if (pipe(pipeFds) != 0) return {false, 0.0, "no pipe"};
+  if (pipe(pipeFds) != 0) return {false, 0.0, "", "no pipe"};
   pid_t child = fork();
   if (child == 0) {
     dup2(pipeFds[1], STDOUT_FILENO);
@@ -213,8 +214,11 @@ RunOutcome runChild(const char* self, unsigned seed, bool systemDemuxer) {
   if (at != std::string::npos) {
     int survived = 0;
     double longest = 0.0;
-    std::sscanf(output.c_str() + at, "result survived=%d longest_ms=%lf", &survived, &longest);
+    char call[64] = "";
+    std::sscanf(output.c_str() + at, "result survived=%d longest_ms=%lf call=%63s", &survived,
+                &longest, call);
     outcome.longestMs = longest;
+    outcome.longestCall = call;
     outcome.survived = survived == 1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
   }
   if (froze) {
@@ -237,9 +241,10 @@ void drive(const char* self, int runs, bool systemDemuxer) {
     RunOutcome outcome = runChild(self, 1000 + i, systemDemuxer);
     survived += outcome.survived ? 1 : 0;
     longest = std::max(longest, outcome.longestMs);
-    std::printf("  run %2d: %-8s longest host call %7.2f ms%s%s\n", i + 1,
+    std::printf("  run %2d: %-8s longest host call %7.2f ms (%s)%s%s\n", i + 1,
                 outcome.survived ? "survived" : "FAILED", outcome.longestMs,
-                outcome.survived ? "" : "  ", outcome.survived ? "" : outcome.what.c_str());
+                outcome.longestCall.c_str(), outcome.survived ? "" : "  ",
+                outcome.survived ? "" : outcome.what.c_str());
     std::fflush(stdout);
   }
   std::printf(

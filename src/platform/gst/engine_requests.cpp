@@ -176,10 +176,13 @@ void EngineRequests::run(const std::shared_ptr<State>& state) {
 
     if (state->inFlight && state->deadline) {
       if (Clock::now() >= *state->deadline) {
+        const char* what = state->inFlight == Kind::Seek ? "seek" : "stream selection";
         state->endFlight();
         lock.unlock();  // the log line may reach the host
-        Logger::log(LogLevel::DEBUG, "Media engine: " + state->name +
-                                         ": no report of a request's end came in time; going on");
+        Logger::log(LogLevel::WARNING,
+                    "Media engine: " + state->name + ": the pipeline did not report a " + what +
+                        " done within " + std::to_string(state->settleWait.count()) +
+                        " ms; the next request goes out");
         lock.lock();
         continue;
       }
