@@ -20,13 +20,25 @@ std::shared_ptr<TeardownWorker> TeardownWorker::acquire() {
 TeardownWorker::TeardownWorker() : thread_([queue = queue_] { run(queue); }) {}
 
 TeardownWorker::~TeardownWorker() {
-  bool exited;
-  {
+  bool exited = false;
+  if (thread_.get_id() != std::this_thread::get_id()) {
     std::unique_lock lock(queue_->mutex);
     queue_->stopping = true;
     queue_->wake.notify_all();
-    exited = thread_.get_id() != std::this_thread::get_id() &&
-             queue_->drained.wait_for(lock, kFinishWait, [this] { return queue_->exited; });
+    // Waits as long as jobs keep finishing; gives up on one that does not.
+    for (;;) {
+      const uint64_t seen = queue_->finished;
+      exited = queue_->drained.wait_for(lock, kStallWait,
+                                        [&] { return queue_->exited || queue_->finished != seen; });
+      if (!exited || queue_->exited) {
+        exited = queue_->exited;
+        break;
+      }
+    }
+  } else {
+    std::lock_guard lock(queue_->mutex);
+    queue_->stopping = true;
+    queue_->wake.notify_all();
   }
   if (exited) {
     thread_.join();
@@ -80,7 +92,8 @@ void TeardownWorker::run(const std::shared_ptr<Queue>& queue) {
     job = nullptr;  // captures are released outside the lock too
     lock.lock();
     queue->busy = false;
-    if (queue->pending.empty()) queue->drained.notify_all();
+    ++queue->finished;
+    queue->drained.notify_all();
   }
   queue->exited = true;
   queue->drained.notify_all();

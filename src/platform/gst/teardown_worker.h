@@ -17,17 +17,19 @@ namespace zent {
 // releases (joining a worker that is still reading a playlist) go the same way.
 // One worker thread per process, shared by the engine and every item (each holds
 // a reference); the last holder to let go, at shutdown, finishes the queue and
-// joins the thread, but waits no longer than kFinishWait for it.
+// joins the thread, unless a job makes no progress for kStallWait.
 class TeardownWorker {
  public:
   // GStreamer 1.22's adaptivedemux2 fetches playlists with a blocking request
   // that its NULL transition cannot cancel: taking such a pipeline down waits
   // out the download helper's 10 s socket timeout when the origin never answers.
-  static constexpr std::chrono::milliseconds kFinishWait{500};
+  // A job that has not finished after this long is taken to be such a wait;
+  // jobs that keep finishing (many pipelines on a busy machine) are waited for.
+  static constexpr std::chrono::milliseconds kStallWait{800};
 
   static std::shared_ptr<TeardownWorker> acquire();
-  // Finishes the queue and joins the thread when that takes less than
-  // kFinishWait. Otherwise the thread finishes the queue on its own and the
+  // Finishes the queue and joins the thread while its jobs keep finishing. When
+  // one runs for kStallWait, the thread finishes the queue on its own and the
   // library stays loaded until the process ends, since that thread still runs
   // its code (a WARNING says so).
   ~TeardownWorker();
@@ -49,6 +51,7 @@ class TeardownWorker {
     std::condition_variable drained;
     std::deque<std::function<void()>> pending;
     bool busy = false;
+    uint64_t finished = 0;  // jobs done so far
     bool stopping = false;
     bool exited = false;
   };
