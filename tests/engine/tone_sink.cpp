@@ -11,12 +11,20 @@
 namespace zent::test {
 namespace {
 
-std::mutex readingsMutex;
-// Guards every sink's measuring window: a sink is set up on the thread that
-// builds the pipeline and measured on its streaming thread.
-std::mutex windowMutex;
-std::condition_variable readingsChanged;
-std::vector<ToneReading> readings;
+// The readings and the measuring windows, never destroyed: a streaming thread
+// of a pipeline still being taken down may render while the process exits.
+struct Shared {
+  std::mutex readingsMutex;
+  // Guards every sink's measuring window: a sink is set up on the thread that
+  // builds the pipeline and measured on its streaming thread.
+  std::mutex windowMutex;
+  std::condition_variable readingsChanged;
+  std::vector<ToneReading> readings;
+};
+Shared& shared() {
+  static Shared* state = new Shared();
+  return *state;
+}
 
 }  // namespace
 }  // namespace zent::test
@@ -39,7 +47,7 @@ struct ZentToneSinkClass {
 
 G_DEFINE_TYPE(ZentToneSink, zent_tone_sink, GST_TYPE_BASE_SINK)
 
-// Starts a new measuring window; the caller holds windowMutex.
+// Starts a new measuring window; the caller holds shared().windowMutex.
 static void zentToneSinkResetLocked(ZentToneSink* self) {
   self->samples = 0;
   self->crossings = 0;
@@ -49,7 +57,7 @@ static void zentToneSinkResetLocked(ZentToneSink* self) {
 }
 
 static void zentToneSinkReset(ZentToneSink* self) {
-  std::lock_guard lock(zent::test::windowMutex);
+  std::lock_guard lock(zent::test::shared().windowMutex);
   zentToneSinkResetLocked(self);
 }
 
@@ -66,7 +74,7 @@ static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
   if (rate <= 0 || channels <= 0) return GST_FLOW_OK;
   GstMapInfo map;
   if (!gst_buffer_map(buffer, &map, GST_MAP_READ)) return GST_FLOW_OK;
-  std::lock_guard windowLock(zent::test::windowMutex);
+  std::lock_guard windowLock(zent::test::shared().windowMutex);
   const auto* data = reinterpret_cast<const int16_t*>(map.data);
   std::size_t frames = map.size / (sizeof(int16_t) * static_cast<std::size_t>(channels));
   if (!GST_CLOCK_TIME_IS_VALID(self->windowStart)) self->windowStart = GST_BUFFER_PTS(buffer);
@@ -86,10 +94,10 @@ static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
       reading.hertz = rms > 100.0 ? static_cast<double>(self->crossings) / seconds : 0.0;
       reading.at = std::chrono::steady_clock::now();
       {
-        std::lock_guard lock(zent::test::readingsMutex);
-        zent::test::readings.push_back(reading);
+        std::lock_guard lock(zent::test::shared().readingsMutex);
+        zent::test::shared().readings.push_back(reading);
       }
-      zent::test::readingsChanged.notify_all();
+      zent::test::shared().readingsChanged.notify_all();
       GstClockTime pts = GST_BUFFER_PTS(buffer);
       zentToneSinkResetLocked(self);
       if (GST_CLOCK_TIME_IS_VALID(pts)) {
@@ -143,22 +151,22 @@ void registerToneSink() {
 }
 
 std::vector<ToneReading> toneReadings() {
-  std::lock_guard lock(readingsMutex);
-  return readings;
+  std::lock_guard lock(shared().readingsMutex);
+  return shared().readings;
 }
 
 void clearToneReadings() {
-  std::lock_guard lock(readingsMutex);
-  readings.clear();
+  std::lock_guard lock(shared().readingsMutex);
+  shared().readings.clear();
 }
 
 bool waitForTone(double hertz, double tolerance, std::size_t count,
                  std::chrono::milliseconds timeout) {
-  std::unique_lock lock(readingsMutex);
-  return readingsChanged.wait_for(lock, timeout, [&] {
-    if (readings.size() < count) return false;
-    for (std::size_t i = readings.size() - count; i < readings.size(); ++i) {
-      if (std::fabs(readings[i].hertz - hertz) > tolerance) return false;
+  std::unique_lock lock(shared().readingsMutex);
+  return shared().readingsChanged.wait_for(lock, timeout, [&] {
+    if (shared().readings.size() < count) return false;
+    for (std::size_t i = shared().readings.size() - count; i < shared().readings.size(); ++i) {
+      if (std::fabs(shared().readings[i].hertz - hertz) > tolerance) return false;
     }
     return true;
   });
