@@ -66,11 +66,16 @@ void GstPlayerItem::attach() {
   if (HlsManifestSnapshot::looksLikeHls(url_)) startManifestSnapshot();
 }
 
-void GstPlayerItem::requestStateLocked() {
+template <typename Apply>
+void GstPlayerItem::submitToSlot(EngineRequests::Slot slot, Apply apply) {
   std::weak_ptr<GstPlayerItem> weak = weak_from_this();
-  requests_->submit(EngineRequests::Slot::State, [weak] {
-    if (auto item = weak.lock()) item->applyState();
+  requests_->submit(slot, [weak, apply] {
+    if (auto item = weak.lock()) apply(*item);
   });
+}
+
+void GstPlayerItem::requestStateLocked() {
+  submitToSlot(EngineRequests::Slot::State, [](GstPlayerItem& item) { item.applyState(); });
 }
 
 void GstPlayerItem::applyState() {
@@ -221,18 +226,15 @@ void GstPlayerItem::setMuted(bool muted) {
 }
 
 void GstPlayerItem::requestAudioLocked() {
-  std::weak_ptr<GstPlayerItem> weak = weak_from_this();
-  requests_->submit(EngineRequests::Slot::Audio, [weak] {
-    auto item = weak.lock();
-    if (!item) return;
+  submitToSlot(EngineRequests::Slot::Audio, [](GstPlayerItem& item) {
     double volume;
     bool muted;
     {
-      LibraryLock lock(item->transportMutex_);
-      volume = item->volume_;
-      muted = item->muted_;
+      LibraryLock lock(item.transportMutex_);
+      volume = item.volume_;
+      muted = item.muted_;
     }
-    if (GstElement* pipeline = item->pipelineRef()) {
+    if (GstElement* pipeline = item.pipelineRef()) {
       g_object_set(pipeline, "volume", volume, "mute", muted ? TRUE : FALSE, nullptr);
       gst_object_unref(pipeline);
     }
@@ -253,18 +255,15 @@ void GstPlayerItem::setPreferredMaximumResolution(Size2D size) {
 
 void GstPlayerItem::requestVariantCapsLocked() {
   // The demuxer's property setters wait for a seek it is handling.
-  std::weak_ptr<GstPlayerItem> weak = weak_from_this();
-  requests_->submit(EngineRequests::Slot::VariantCaps, [weak] {
-    auto item = weak.lock();
-    if (!item) return;
+  submitToSlot(EngineRequests::Slot::VariantCaps, [](GstPlayerItem& item) {
     double bitRate;
     Size2D resolution;
     {
-      LibraryLock lock(item->transportMutex_);
-      bitRate = item->peakBitRate_;
-      resolution = item->maximumResolution_;
+      LibraryLock lock(item.transportMutex_);
+      bitRate = item.peakBitRate_;
+      resolution = item.maximumResolution_;
     }
-    item->demuxer_->setCaps(bitRate, resolution);
+    item.demuxer_->setCaps(bitRate, resolution);
   });
 }
 

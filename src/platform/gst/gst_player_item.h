@@ -132,6 +132,9 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
 
   // Requests to the pipeline; the *Locked ones with transportMutex_ held. What
   // they apply is read when they run, so a later request supersedes a waiting one.
+  // Runs apply(item) on the request thread in `slot`, unless the item is gone.
+  template <typename Apply>
+  void submitToSlot(EngineRequests::Slot slot, Apply apply);
   void requestStateLocked();
   void requestSeekLocked(GstClockTime position, double rate, bool accurate);
   void requestAudioLocked();
