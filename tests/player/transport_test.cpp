@@ -189,7 +189,7 @@ TEST_F(TransportTest, CaptionEventCarriesTheTotalTimeConvertedAtTheBoundary) {
     }
     item->legible->sink({"n\u00e9 \u266a"});
     ASSERT_TRUE(HostRecord::instance().waitForEvent(11, false, ++captions));
-    const Event& event = HostRecord::instance().events().back();
+    const Event event = HostRecord::instance().events().back();
     EXPECT_EQ(event.p1, 4);
     EXPECT_EQ(event.p2, row.totalMs);
     EXPECT_EQ(event.text, "n\u00e9 \u266a");
