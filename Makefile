@@ -11,7 +11,7 @@ CTEST = ctest --output-on-failure --no-tests=error -j$(JOBS)
 # the sanitizer settings themselves come from tests/CMakeLists.txt.
 SANITIZER_SKIP = window
 
-.PHONY: all deps build test check sanitize asan tsan abort-check fuzz demo bench format clean
+.PHONY: all deps build test check test-ratio sanitize asan tsan abort-check fuzz demo bench format clean
 
 all: build
 
@@ -26,6 +26,11 @@ build: deps
 # abort-on-invariant build and a bounded fuzzing run.
 test: check sanitize abort-check fuzz
 	@echo "make test: all test stages passed"
+	@bash scripts/test-ratio.sh
+
+# Tests stay at most 35% of the non-blank lines of src/, tools/ and bench/.
+test-ratio:
+	@bash scripts/test-ratio.sh
 
 check: build
 	cd $(BUILD) && $(CTEST)

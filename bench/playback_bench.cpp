@@ -283,6 +283,7 @@ int childLibraryTextures(const std::string& library, const std::string& target) 
       std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / 30));
   auto next = Clock::now();
   auto lastStatus = next;
+  int64_t lastPosition = -1;  // ms, at the last status
   long frames = 0;
   double callMs = 0;     // time inside NativeGetTexture since the last status
   double longestMs = 0;  // the longest single call since the last status
@@ -301,9 +302,14 @@ int childLibraryTextures(const std::string& library, const std::string& target) 
     }
     // Like zentplay's status line, with the cost of the call to the host's frame.
     if (Clock::now() - lastStatus >= seconds(1)) {
+      // The pace: how far the reported position moved per second of wall time.
+      const int64_t position = lib.NativeGetCurrentTime(0);
+      const double pace =
+          lastPosition < 0 ? 0.0 : static_cast<double>(position - lastPosition) / msSince(lastStatus);
+      lastPosition = position;
       lastStatus = Clock::now();
-      std::printf("status: call %.1f ms mean %.1f ms longest, %ld frames\n", callMs / calls,
-                  longestMs, frames);
+      std::printf("status: call %.1f ms mean %.1f ms longest, pace %.3f, %ld frames\n",
+                  callMs / calls, longestMs, pace, frames);
       std::fflush(stdout);
       callMs = longestMs = 0;
       calls = 0;
@@ -395,6 +401,7 @@ struct CpuCase {
   std::vector<double> cpu;
   std::vector<double> framesPerSecond;  // textures fetched per second, where counted
   std::vector<double> callMeanMs;       // NativeGetTexture, per second of the window
+  std::vector<double> pace;             // position ms per wall ms, per second of the window
   double callLongestMs = 0;
 };
 
@@ -418,11 +425,13 @@ void updateMark(Child& child, FrameMark& mark, CpuCase* calls = nullptr) {
   for (const std::string& line : child.readAvailable()) {
     const long frames = framesIn(line);
     if (frames >= 0) mark = FrameMark{frames, Clock::now()};
-    double mean = 0, longest = 0;
-    if (calls != nullptr && std::sscanf(line.c_str(), "status: call %lf ms mean %lf ms longest",
-                                        &mean, &longest) == 2) {
+    double mean = 0, longest = 0, pace = 0;
+    if (calls != nullptr &&
+        std::sscanf(line.c_str(), "status: call %lf ms mean %lf ms longest, pace %lf", &mean,
+                    &longest, &pace) == 3) {
       calls->callMeanMs.push_back(mean);
       calls->callLongestMs = std::max(calls->callLongestMs, longest);
+      if (pace > 0) calls->pace.push_back(pace);
     }
   }
 }
@@ -573,6 +582,12 @@ int parent(int runs, int readyRuns, int window) {
   if (!cases[0].callMeanMs.empty()) {
     std::printf("  NativeGetTexture inside the bench host's frame: %.1f ms mean, %.1f ms longest\n",
                 median(cases[0].callMeanMs), cases[0].callLongestMs);
+  }
+  if (!cases[0].pace.empty()) {
+    const auto [low, high] = std::minmax_element(cases[0].pace.begin(), cases[0].pace.end());
+    std::printf(
+        "  Playback pace (position ms per wall ms, per second): median %.3f, %.3f to %.3f\n",
+        median(cases[0].pace), *low, *high);
   }
   std::printf("\nTime to ready, ms: median of %d processes; first open in a process / second\n",
               readyRuns);
