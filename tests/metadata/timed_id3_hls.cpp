@@ -105,32 +105,8 @@ void addMetadataStreamToPmt(uint8_t* packet) {
   std::fill(packet + start + rebuilt.size(), packet + kPacket, 0xFF);
 }
 
-}  // namespace
-
-std::vector<TimedId3Tag> timedId3TestTags() {
-  return {
-      {0.5, Id3TagBuilder(4)
-                .text("TALB", "First Album")
-                .text("TOPE", "First Artist", TextEncoding::Latin1)
-                .text("TIT1", "First Title")
-                .text("TIT2", "Standard Title")
-                .comment("eng", "", "First comment")
-                .userText("station", "first text")
-                .build()},
-      {2.5, Id3TagBuilder(3)
-                .text("TALB", "Second Album", TextEncoding::Utf16)
-                .text("TIT1", "Second Títle", TextEncoding::Utf16)
-                .comment("eng", "", "Second comment", TextEncoding::Utf16)
-                .build()},
-      {4.5, Id3TagBuilder(4)
-                .text("TOPE", "Ärtist Ünïcode", TextEncoding::Utf16BigEndian)
-                .userText("station", "third text ✓")
-                .text("TIT2", "Other Standard Title")
-                .build()},
-  };
-}
-
-Bytes timedId3TransportPackets(const Bytes& tag, uint16_t pid, uint64_t pts90k, uint8_t& counter) {
+// One ID3 tag as a PES packet (private_stream_1, PTS) in 188-byte packets on pid.
+Bytes transportPackets(const Bytes& tag, uint16_t pid, uint64_t pts90k, uint8_t& counter) {
   Bytes pes{0x00, 0x00, 0x01, 0xBD};
   size_t pesLength = 3 + 5 + tag.size();
   if (pesLength > 0xFFFF) throw std::invalid_argument("ID3 tag too large for one PES packet");
@@ -159,6 +135,22 @@ Bytes timedId3TransportPackets(const Bytes& tag, uint16_t pid, uint64_t pts90k, 
     at += payload;
   }
   return out;
+}
+
+}  // namespace
+
+std::vector<TimedId3Tag> timedId3TestTags() {
+  using E = TextEncoding;
+  return {
+      {0.5, id3Tag(4, {text("TALB", "First Album"), text("TOPE", "First Artist", E::Latin1),
+                       text("TIT1", "First Title"), text("TIT2", "Standard Title"),
+                       comment("eng", "", "First comment"), userText("station", "first text")})},
+      {2.5,
+       id3Tag(3, {text("TALB", "Second Album", E::Utf16), text("TIT1", "Second Títle", E::Utf16),
+                  comment("eng", "", "Second comment", E::Utf16)})},
+      {4.5,
+       id3Tag(4, {text("TOPE", "Ärtist Ünïcode", E::Utf16BigEndian),
+                  userText("station", "third text ✓"), text("TIT2", "Other Standard Title")})}};
 }
 
 Id3HlsStream makeTimedId3Hls(const fs::path& directory) {
@@ -208,7 +200,7 @@ Id3HlsStream makeTimedId3Hls(const fs::path& directory) {
         uint64_t pts =
             *firstPts + static_cast<uint64_t>(std::llround(stream.tags[next].seconds * 90000));
         if (beforePts && *beforePts < pts) return;
-        Bytes packets = timedId3TransportPackets(stream.tags[next].tag, kId3Pid, pts, counter);
+        Bytes packets = transportPackets(stream.tags[next].tag, kId3Pid, pts, counter);
         out.insert(out.end(), packets.begin(), packets.end());
       }
     };

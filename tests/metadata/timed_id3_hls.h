@@ -35,9 +35,4 @@ std::vector<TimedId3Tag> timedId3TestTags();
 // std::runtime_error.
 Id3HlsStream makeTimedId3Hls(const std::filesystem::path& directory);
 
-// One ID3 tag as a PES packet (private_stream_1, PTS) in 188-byte packets on
-// pid.
-std::vector<uint8_t> timedId3TransportPackets(const std::vector<uint8_t>& tag, uint16_t pid,
-                                              uint64_t pts90k, uint8_t& continuityCounter);
-
 }  // namespace zent::testing

@@ -48,16 +48,14 @@ class EglContext {
       return fail("surfaceless or configless contexts are not supported");
     const bool gles = api == GlApi::Gles30;
     if (!eglBindAPI(gles ? EGL_OPENGL_ES_API : EGL_OPENGL_API)) return fail("no API to bind");
-    const EGLint desktop[] = {EGL_CONTEXT_MAJOR_VERSION,
-                              3,
-                              EGL_CONTEXT_MINOR_VERSION,
-                              3,
-                              EGL_CONTEXT_OPENGL_PROFILE_MASK,
-                              EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
-                              EGL_NONE};
-    const EGLint es[] = {EGL_CONTEXT_MAJOR_VERSION, 3, EGL_CONTEXT_MINOR_VERSION, 0, EGL_NONE};
-    EGLContext context =
-        eglCreateContext(display, EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT, gles ? es : desktop);
+    const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
+                                 3,
+                                 EGL_CONTEXT_MINOR_VERSION,
+                                 gles ? 0 : 3,
+                                 gles ? EGL_NONE : EGL_CONTEXT_OPENGL_PROFILE_MASK,
+                                 EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
+                                 EGL_NONE};
+    EGLContext context = eglCreateContext(display, EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT, attributes);
     if (context == EGL_NO_CONTEXT) return fail("the context cannot be made");
     std::unique_ptr<EglContext> made(new EglContext(display, context, gles));
     if (!made->makeCurrent()) return fail("the context cannot be made current");
@@ -86,7 +84,6 @@ class EglContext {
   }
 
   bool gles() const { return gles_; }
-  EGLDisplay display() const { return display_; }
   EGLContext context() const { return context_; }
 
  private:
