@@ -9,13 +9,12 @@
 #include "subtitles/srt_subtitles.h"
 #include "support/logger.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const bool quiet = [] {
-    zent::Logger::setCurrentLogLevel(zent::LogLevel::NONE);
-    return true;
-  }();
-  (void)quiet;
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  zent::Logger::setCurrentLogLevel(zent::LogLevel::NONE);
+  return 0;
+}
 
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string_view content(reinterpret_cast<const char*>(data), size);
   zent::SRTSubtitles subs;
   bool parsed = subs.parseText(content, "fuzz.srt");

@@ -1,7 +1,6 @@
 #pragma once
 
-// ID3v2.3 and ID3v2.4 tags made byte by byte, so tests control every size, flag and
-// encoding:  id3Tag(4, {text("TALB", "Album"), {"TIT1", {7, 'x'}}})
+// ID3v2.3/2.4 tags made byte by byte:  id3Tag(4, {text("TALB", "Album"), {"TIT1", {7, 'x'}}})
 
 #include <cstdint>
 #include <string>

@@ -14,10 +14,7 @@ namespace zent {
 namespace {
 
 using test::logRecorder;
-using testing::comment;
-using testing::id3Tag;
-using testing::text;
-using testing::userText;
+using namespace testing;
 using Bytes = std::vector<uint8_t>;
 using E = testing::TextEncoding;
 
@@ -53,14 +50,10 @@ Bytes joined(Bytes a, const Bytes& b) {
 const std::string kMixed = "Café Ünïcode ✓ 𝄞";  // BMP and a character beyond it
 const std::string k300(300, 'x');               // a 301-byte body: sync-safe and plain sizes differ
 
-Bytes sylt() {
-  Bytes body{3, 'e', 'n', 'g', 2, 1, 'l', 'y', 0};
-  for (std::string syllable : {"Strang", "ers\n", "in"}) {
-    body.insert(body.end(), syllable.begin(), syllable.end());
-    body.insert(body.end(), {0, 0, 0, 0x10, 0});
-  }
-  return body;
-}
+// Synchronised lyrics: "Strang", "ers\n", "in", each with a time stamp.
+const Bytes kSylt{3,   'e', 'n', 'g',  2, 1,   'l',  'y', 0,   'S', 't',  'r',
+                  'a', 'n', 'g', 0,    0, 0,   0x10, 0,   'e', 'r', 's',  '\n',
+                  0,   0,   0,   0x10, 0, 'i', 'n',  0,   0,   0,   0x10, 0};
 
 struct ReadRow {
   Bytes payload;
@@ -92,7 +85,7 @@ TEST(Id3Reader, EachPayloadGivesItsFramesAndAtMostOneWarning) {
       {id3Tag(4, {text("TIT1", "Title")}, false, true), "TIT1=Title;", ""},
       {id3Tag(4, {userText("station", "Radio ✓", E::Utf16),
                   comment("deu", "note", "Kommentar", E::Utf16BigEndian),
-                  {"SYLT", sylt()},
+                  {"SYLT", kSylt},
                   {"WXXX", {0, 'h', 'o', 'm', 'e', 0, 'h', 't', 't', 'p', ':', '/'}}}),
        "TXXX[station]=Radio ✓;COMM(deu)[note]=Kommentar;SYLT(eng)[ly]=Strangers\nin;"
        "WXXX[home]=http:/;",

@@ -8,7 +8,6 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <utility>
 
 #include "metadata/id3_tag_builder.h"
 
@@ -21,15 +20,7 @@ using Bytes = std::vector<uint8_t>;
 constexpr size_t kPacket = 188;
 constexpr uint16_t kId3Pid = 0x0102;
 constexpr uint16_t kPmtPid = 0x1000;  // ffmpeg's PMT, video and audio PIDs
-bool isMedia(uint16_t pid) {
-  return pid == 0x100 || pid == 0x101;
-}
-
-Bytes readBytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw std::runtime_error("cannot read " + path.string());
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+const auto isMedia = [](uint16_t pid) { return pid == 0x100 || pid == 0x101; };
 
 uint32_t crc32Mpeg(const uint8_t* data, size_t size) {
   uint32_t crc = 0xFFFFFFFF;
@@ -40,21 +31,17 @@ uint32_t crc32Mpeg(const uint8_t* data, size_t size) {
   return crc;
 }
 
-uint16_t pidOf(const uint8_t* p) {
-  return ((p[1] & 0x1F) << 8) | p[2];
-}
-bool startsUnit(const uint8_t* p) {
-  return p[1] & 0x40;
-}
+const auto pidOf = [](const uint8_t* p) -> uint16_t { return ((p[1] & 0x1F) << 8) | p[2]; };
+const auto startsUnit = [](const uint8_t* p) -> bool { return p[1] & 0x40; };
 std::optional<size_t> payloadOffset(const uint8_t* p) {
   uint8_t control = (p[3] >> 4) & 0x3;
   size_t offset = 4 + ((control & 0x2) ? 1 + p[4] : 0);
   if (!(control & 0x1) || offset >= kPacket) return std::nullopt;
   return offset;
 }
-const uint8_t* sectionOf(const uint8_t* p) {
+const auto sectionOf = [](const uint8_t* p) {
   return p + *payloadOffset(p) + 1 + p[*payloadOffset(p)];
-}
+};
 
 std::optional<uint64_t> pesPts(const uint8_t* packet) {
   std::optional<size_t> offset = payloadOffset(packet);
@@ -164,39 +151,27 @@ Id3HlsStream makeTimedId3Hls(const fs::path& directory) {
       (directory / "segment%d.ts").string() + "' '" + stream.playlist.string() + "'";
   if (std::system(command.c_str()) != 0) throw std::runtime_error("ffmpeg failed: " + command);
 
-  std::vector<std::pair<std::string, double>> segments;  // uri, seconds
-  std::ifstream playlist(stream.playlist);
-  double pending = -1;
-  for (std::string line; std::getline(playlist, line);) {
-    if (line.rfind("#EXTINF:", 0) == 0) {
-      pending = std::stod(line.substr(8));
-    } else if (!line.empty() && line[0] != '#' && pending >= 0) {
-      segments.emplace_back(line, std::exchange(pending, -1));
-    }
-  }
-  if (segments.empty()) throw std::runtime_error("no segments in " + stream.playlist.string());
+  // Three segments of 2 s (a key frame every second); the tag at t goes in segment t / 2,
+  // just before its first media packet at or after t.
   std::vector<Bytes> files;
-  for (const auto& segment : segments) files.push_back(readBytes(directory / segment.first));
-
+  for (int s = 0; s < 3; ++s) {
+    std::ifstream in(directory / ("segment" + std::to_string(s) + ".ts"), std::ios::binary);
+    if (!in) throw std::runtime_error("ffmpeg made no segment " + std::to_string(s));
+    files.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
   std::optional<uint64_t> firstPts;
   for (size_t at = 0; at + kPacket <= files[0].size(); at += kPacket) {
     const uint8_t* packet = &files[0][at];
-    if (!startsUnit(packet) || !isMedia(pidOf(packet))) continue;
-    if (std::optional<uint64_t> pts = pesPts(packet))
-      firstPts = std::min(firstPts.value_or(*pts), *pts);
+    std::optional<uint64_t> pts =
+        startsUnit(packet) && isMedia(pidOf(packet)) ? pesPts(packet) : std::nullopt;
+    if (pts) firstPts = std::min(firstPts.value_or(*pts), *pts);
   }
   if (!firstPts) throw std::runtime_error("no media time stamps in the first segment");
-
-  // Each tag goes in just before the first media packet at or after its time.
   uint8_t counter = 0;
-  double segmentEnd = 0.0;
-  size_t next = 0;
-  for (size_t s = 0; s < segments.size(); ++s) {
-    segmentEnd += segments[s].second;
+  for (size_t s = 0, next = 0; s < files.size(); ++s) {
     Bytes out;
     auto insertDue = [&](std::optional<uint64_t> beforePts) {
-      for (; next < stream.tags.size(); ++next) {
-        if (s + 1 < segments.size() && stream.tags[next].seconds >= segmentEnd) return;
+      for (; next < stream.tags.size() && stream.tags[next].seconds < 2.0 * (s + 1); ++next) {
         uint64_t pts =
             *firstPts + static_cast<uint64_t>(std::llround(stream.tags[next].seconds * 90000));
         if (beforePts && *beforePts < pts) return;
@@ -208,13 +183,13 @@ Id3HlsStream makeTimedId3Hls(const fs::path& directory) {
       uint8_t* packet = &files[s][at];
       if (packet[0] != 0x47) throw std::runtime_error("lost transport-stream sync");
       if (pidOf(packet) == kPmtPid && startsUnit(packet)) addMetadataStreamToPmt(packet);
-      if (startsUnit(packet) && isMedia(pidOf(packet))) {
-        if (std::optional<uint64_t> pts = pesPts(packet)) insertDue(pts);
-      }
+      std::optional<uint64_t> pts =
+          startsUnit(packet) && isMedia(pidOf(packet)) ? pesPts(packet) : std::nullopt;
+      if (pts) insertDue(pts);
       out.insert(out.end(), packet, packet + kPacket);
     }
     insertDue(std::nullopt);
-    std::ofstream(directory / segments[s].first, std::ios::binary | std::ios::trunc)
+    std::ofstream(directory / ("segment" + std::to_string(s) + ".ts"), std::ios::binary)
         .write(reinterpret_cast<const char*>(out.data()), static_cast<std::streamsize>(out.size()));
   }
   return stream;

@@ -18,15 +18,8 @@ struct Id3HlsStream {
   std::vector<TimedId3Tag> tags;
 };
 
-// The tags of the test stream:
-//  0.5 s (2.4, UTF-8/ISO-8859-1): TALB "First Album", TOPE "First Artist",
-//        TIT1 "First Title", TIT2 "Standard Title", COMM "First comment",
-//        TXXX station="first text"
-//  2.5 s (2.3, UTF-16 with BOM):  TALB "Second Album", TIT1 "Second Títle",
-//        COMM "Second comment"
-//  4.5 s (2.4, UTF-16BE/UTF-8):   TOPE "Ärtist Ünïcode", TXXX station="third
-//  text ✓",
-//        TIT2 "Other Standard Title"
+// The tags of the test stream at 0.5 s (2.4), 2.5 s (2.3, UTF-16) and 4.5 s (2.4): album,
+// artist, titles, comments and TXXX "station" values that later tags replace.
 std::vector<TimedId3Tag> timedId3TestTags();
 
 // A 6 s HLS VOD of three 2 s MPEG-TS segments (H.264 160x90 and AAC, made by

@@ -13,7 +13,6 @@
 
 #include <cstdlib>
 #include <memory>
-#include <sstream>
 #include <string>
 
 namespace zent::test {
@@ -84,16 +83,13 @@ class EglContext {
   }
 
   bool gles() const { return gles_; }
-  EGLContext context() const { return context_; }
 
  private:
   EglContext(EGLDisplay display, EGLContext context, bool gles)
       : display_(display), context_(context), gles_(gles) {}
 
   static std::unique_ptr<EglContext> fail(const std::string& why) {
-    std::ostringstream text;
-    text << lastErrorStorage() << why << " (EGL error 0x" << std::hex << eglGetError() << ")";
-    lastErrorStorage() = text.str();
+    lastErrorStorage() += why + " (EGL error " + std::to_string(eglGetError()) + ")";
     return nullptr;
   }
   static bool hasWord(const char* list, const std::string& word) {

@@ -60,7 +60,7 @@ class RecordingPlayerItem : public PlayerItem {
   std::vector<std::shared_ptr<VideoOutput>> added, removed;
 
  private:
-  std::string url_ = "file:///test";
+  const std::string url_ = "file:///test";
 };
 
 // Makes scripted video outputs (none while failOutputs).
@@ -69,8 +69,7 @@ class VideoOutputEngine : public MediaEngine {
   std::shared_ptr<PlayerItem> makeItem(const std::string&) override { return nullptr; }
   std::shared_ptr<MediaPlayer> makePlayer(std::shared_ptr<PlayerItem>) override { return nullptr; }
   std::shared_ptr<VideoOutput> makeVideoOutput() override {
-    if (failOutputs) return nullptr;
-    return made.emplace_back(std::make_shared<ScriptedVideoOutput>());
+    return failOutputs ? nullptr : made.emplace_back(std::make_shared<ScriptedVideoOutput>());
   }
   std::shared_ptr<MetadataOutput> makeMetadataOutput(MetadataOutput::Sink) override {
     return nullptr;
@@ -84,8 +83,7 @@ class VideoOutputEngine : public MediaEngine {
 // A backend handing out a new handle per upload; counts in a log shared with
 // the test.
 struct FakeBackendLog {
-  int uploads = 0;
-  int destroyed = 0;
+  int uploads = 0, destroyed = 0;
   bool contextReady = true;
   uintptr_t nextHandle = 100;
 };

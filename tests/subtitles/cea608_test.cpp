@@ -11,8 +11,8 @@ namespace {
 
 using namespace testing;
 
-constexpr uint8_t RCL = 0x20, BS = 0x21, DER = 0x24, RU2 = 0x25, RU3 = 0x26, RDC = 0x29, TR = 0x2A,
-                  EDM = 0x2C, CR = 0x2D, ENM = 0x2E, EOC = 0x2F;
+constexpr uint8_t RCL = 0x20, BS = 0x21, DER = 0x24, RU2 = 0x25, RDC = 0x29, EDM = 0x2C, CR = 0x2D,
+                  ENM = 0x2E, EOC = 0x2F;
 
 struct Case {
   const char* name;
@@ -55,19 +55,9 @@ INSTANTIATE_TEST_SUITE_P(
              misc(0, RCL) + preamble(0, 14, 8) + text("top") + preamble(0, 15) + text("bottom") +
                  misc(0, EOC),
              0, "top\nbottom"},
-        Case{"EndOfCaptionSwapsMemoriesBack", 1,
-             popOn(0, "A") + misc(0, RCL) + preamble(0, 15) + text("B") + misc(0, EOC) +
-                 misc(0, EOC),
-             0, "A|B|A"},
         Case{"RollUpTwoRowsScrollsOnCarriageReturn", 1,
              misc(0, RU2) + text("one") + misc(0, CR) + text("two") + misc(0, CR) + text("three"),
              0, "on|one|one\ntw|one\ntwo|two|two\nth|two\nthre|two\nthree"},
-        Case{"RollUpThreeRowsKeepsThree", 1,
-             misc(0, RU3) + text("a") + misc(0, CR) + text("b") + misc(0, CR) + text("c") +
-                 misc(0, CR) + text("d"),
-             0, "a|a\nb|a\nb\nc|b\nc|b\nc\nd"},
-        Case{"RollUpFromPopOnClearsTheScreen", 1, popOn(0, "Old") + misc(0, RU2) + text("new"), 0,
-             "Old||ne|new"},
         Case{"PaintOnShowsEachCharacterBackspaceAndDeleteToEndOfRow", 1,
              misc(0, RDC) + preamble(0, 15) + text("abcd") + misc(0, BS) + preamble(0, 15, 0) +
                  text("x") + misc(0, DER),
@@ -91,18 +81,11 @@ INSTANTIATE_TEST_SUITE_P(
                  CcPairs{flipParity(text("!Z")[0], false)} +
                  CcPairs{flipParity(misc(0, EOC)[0], true)} + misc(0, EOC),
              0, "ok!"},
-        Case{"SecondDataChannelOfFieldOneIsCc2", 1,
-             popOn(0, "one") + misc(1, RCL) + preamble(1, 15) + text("two") + misc(1, EOC) +
-                 text("!"),
-             1, "two"},
         Case{"FieldTwoIsCc3AndSkipsExtendedDataPackets", 2,
              CcPairs{{withParity(0x01), withParity(0x03)}} + text("XD") +
                  CcPairs{{withParity(0x0F), withParity(0x1D)}} + control(0, 0x15, RCL) +
                  preamble(0, 15) + text("three") + control(0, 0x15, EOC),
-             2, "three"},
-        Case{"TextModeCharactersAreNotCaptions", 1,
-             misc(0, RDC) + text("a") + misc(0, TR) + text("hidden") + misc(0, RDC) + text("b"), 0,
-             "a|ab"}),
+             2, "three"}),
     [](const ::testing::TestParamInfo<Case>& info) { return std::string(info.param.name); });
 
 }  // namespace

@@ -105,16 +105,6 @@ TEST(SrtParse, EachContentGivesItsCuesAndItsProblemLine) {
   }
 }
 
-TEST(SrtParse, AFileFullOfBrokenCuesLogsABoundedNumberOfWarnings) {
-  recordLogs();
-  std::string content;
-  for (int i = 0; i < 500; ++i) content += "1\n00:00:02,000 --> 00:00:01,000\nx\n\n";
-  SRTSubtitles subs;
-  ASSERT_TRUE(subs.parseText(content + "1\n00:00:03,000 --> 00:00:04,000\nGood\n", "noisy.srt"));
-  EXPECT_EQ(logRecorder().count("", 2), 21u);
-  EXPECT_EQ(logRecorder().count("noisy.srt: 480 more malformed cues skipped", 2), 1u);
-}
-
 // Start and end are inclusive; overlapping cues show the latest start still on screen
 // (the one read last on equal starts); a second file merges in time order.
 TEST(SrtLookup, TimesGiveTheCueOnScreenInAnyOrder) {
