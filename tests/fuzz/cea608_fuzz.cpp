@@ -1,6 +1,5 @@
-// Feeds arbitrary cc_data triplets to the line-21 caption decoder. Any crash,
-// sanitizer report, text beyond the screen's 15 rows of 32 characters or a
-// change reported without a change of text is a finding.
+// Any cc_data triplets to the line-21 caption decoder: a crash, a sanitizer report, text
+// beyond 15 rows of 32 characters or a change reported without one is a finding.
 #include <algorithm>
 #include <array>
 #include <cstddef>

@@ -1,6 +1,5 @@
-// libFuzzer target for everything that reads ID3 data coming from a stream:
-// the ID3v2 reader, the metadata record it feeds, and the two extractors that
-// find tags in transport streams and packed-audio fragments.
+// The ID3v2 reader, the record it feeds and the transport-stream and packed-audio
+// extractors on any bytes.
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -24,8 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     (void)delegate.id3MetadataInfo->field(i).size();
   }
 
-  // The first byte picks how the extractors' input is cut into pieces, so
-  // piece boundaries land everywhere.
+  // The first byte picks the size of the extractors' pieces.
   size_t piece = size > 0 ? 1 + data[0] % 200 : 1;
   std::vector<std::vector<uint8_t>> found;
   zent::TransportStreamId3Extractor ts([&](std::vector<uint8_t> tag) { found.push_back(tag); });

@@ -1,7 +1,5 @@
-// libFuzzer target for the manifest reader: every input is read as declared
-// HLS, declared DASH, guessed content and as an HLS media playlist, with the
-// date mapping and URL resolution those paths use. Nothing may crash, hang or
-// read out of bounds, whatever the bytes.
+// The manifest reader on any bytes, as declared HLS, declared DASH, guessed content and
+// an HLS media playlist, with the date mapping and URL resolution those paths use.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,7 +11,6 @@
 #include "support/logger.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  // Bad input logs by design; writing it all to stderr would only slow the run.
   zent::Logger::setCurrentLogLevel(zent::LogLevel::NONE);
   return 0;
 }
@@ -38,13 +35,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
   }
 
-  // The input also as a reference found in a document, and as a base.
   std::string asString(text.substr(0, 512));
   std::string resolved = zent::resolveUrl(base, asString);
   (void)zent::resolveUrl(asString, "../a/./b.m3u8?x#y");
 
-  // Plain relative names take a short cut; "./name" always takes the full
-  // RFC 3986 path. Both must agree.
+  // Plain relative names take a short cut; "./name" the full RFC 3986 path: they agree.
   std::string_view path = std::string_view(asString).substr(0, asString.find_first_of("?#"));
   bool relativeName =
       !asString.empty() && std::string_view("/?#.").find(asString[0]) == std::string_view::npos;

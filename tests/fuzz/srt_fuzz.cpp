@@ -1,5 +1,5 @@
-// Feeds arbitrary bytes to the SubRip parser, then looks up the times it found and
-// a few others. Any crash, sanitizer report or broken ordering is a finding.
+// The SubRip parser on any bytes, then lookups at the times it found and a few others:
+// a crash, a sanitizer report or broken ordering is a finding.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -9,17 +9,16 @@
 #include "subtitles/srt_subtitles.h"
 #include "support/logger.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const bool quiet = [] {
-    zent::Logger::setCurrentLogLevel(zent::LogLevel::NONE);
-    return true;
-  }();
-  (void)quiet;
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  zent::Logger::setCurrentLogLevel(zent::LogLevel::NONE);
+  return 0;
+}
 
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string_view content(reinterpret_cast<const char*>(data), size);
   zent::SRTSubtitles subs;
   bool parsed = subs.parseText(content, "fuzz.srt");
-  // Parsing the same bytes again appends a copy of every cue, exercising the merge.
+  // Again: a copy of every cue merges in.
   if (parsed) subs.parseText(content, "fuzz.srt");
 
   const auto& starts = subs.timesIni();

@@ -1,5 +1,7 @@
 #pragma once
 
+// ID3v2.3/2.4 tags made byte by byte:  id3Tag(4, {text("TALB", "Album"), {"TIT1", {7, 'x'}}})
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -10,48 +12,25 @@ namespace zent::testing {
 // Text encodings as an ID3v2 frame declares them.
 enum class TextEncoding : uint8_t { Latin1 = 0, Utf16 = 1, Utf16BigEndian = 2, Utf8 = 3 };
 
-// Encodes UTF-8 text in an ID3 text encoding (UTF-16 with a little-endian
-// byte-order mark for Utf16), with or without the encoding's terminator.
-std::vector<uint8_t> encodeText(std::string_view utf8, TextEncoding encoding,
-                                bool terminated = false);
-
-// Makes ID3v2.3 and ID3v2.4 tags byte by byte, the way a stream packager writes
-// them, so tests control every size, flag and encoding.
-class Id3TagBuilder {
- public:
-  explicit Id3TagBuilder(uint8_t majorVersion) : version_(majorVersion) {}
-
-  Id3TagBuilder& text(std::string_view id, std::string_view value,
-                      TextEncoding encoding = TextEncoding::Utf8);
-  Id3TagBuilder& userText(std::string_view description, std::string_view value,
-                          TextEncoding encoding = TextEncoding::Utf8);
-  Id3TagBuilder& comment(std::string_view language, std::string_view description,
-                         std::string_view value, TextEncoding encoding = TextEncoding::Utf8);
-  // A frame with the given body, as is; formatFlags is the second flag byte.
-  Id3TagBuilder& frame(std::string_view id, std::vector<uint8_t> body, uint8_t formatFlags = 0);
-
-  // Unsynchronisation: of the whole body in 2.3, of each frame in 2.4.
-  Id3TagBuilder& unsynchronised(bool on = true);
-  Id3TagBuilder& extendedHeader(bool on = true);
-  Id3TagBuilder& padding(size_t bytes);
-
-  std::vector<uint8_t> build() const;
-
- private:
-  struct Frame {
-    std::string id;
-    std::vector<uint8_t> body;
-    uint8_t formatFlags;
-  };
-  uint8_t version_;
-  bool unsynchronised_ = false;
-  bool extendedHeader_ = false;
-  size_t padding_ = 0;
-  std::vector<Frame> frames_;
+struct TagFrame {
+  std::string id;
+  std::vector<uint8_t> body;
+  uint8_t formatFlags = 0;  // the second flag byte
 };
 
-std::vector<uint8_t> unsynchronise(const std::vector<uint8_t>& bytes);
-void appendSyncSafe(std::vector<uint8_t>& out, uint32_t value);
+TagFrame text(std::string_view id, std::string_view value,
+              TextEncoding encoding = TextEncoding::Utf8);
+TagFrame userText(std::string_view description, std::string_view value,
+                  TextEncoding encoding = TextEncoding::Utf8);
+TagFrame comment(std::string_view language, std::string_view description, std::string_view value,
+                 TextEncoding encoding = TextEncoding::Utf8);
+
+// Frame sizes plain in 2.3 and sync-safe in 2.4; unsynchronisation of the whole body in
+// 2.3 and of each frame in 2.4.
+std::vector<uint8_t> id3Tag(uint8_t version, const std::vector<TagFrame>& frames,
+                            bool unsynchronised = false, bool extendedHeader = false,
+                            size_t padding = 0);
+
 void appendBigEndian32(std::vector<uint8_t>& out, uint32_t value);
 
 }  // namespace zent::testing

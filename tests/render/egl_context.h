@@ -1,21 +1,17 @@
 #pragma once
 
-// A real GL context with no window, for tests: Mesa's surfaceless EGL platform on
-// the llvmpipe software rasteriser. Include as "render/egl_context.h".
+// A real GL context with no window, for tests: Mesa's surfaceless EGL platform on the
+// llvmpipe software rasteriser (LIBGL_ALWAYS_SOFTWARE=1 unless set), so results do not
+// depend on the machine's GPU.
 //
 //   auto gl = zent::test::EglContext::create(zent::test::GlApi::DesktopCore33);
 //   if (!gl) GTEST_SKIP() << zent::test::EglContext::lastError();
-//
-// LIBGL_ALWAYS_SOFTWARE is set to 1 (unless already set) so results do not depend on
-// the machine's GPU.
 
 #include <dlfcn.h>
 #include <epoxy/egl.h>
 #include <epoxy/gl.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string>
 
@@ -23,75 +19,46 @@ namespace zent::test {
 
 enum class GlApi { DesktopCore33, Gles30 };
 
-inline const char* glApiName(GlApi api) {
-  return api == GlApi::DesktopCore33 ? "OpenGL 3.3 core" : "OpenGL ES 3.0";
-}
-
 class EglContext {
  public:
   // A new context made current on the calling thread, or null (see lastError()).
   // Contexts made here share nothing with each other.
   static std::unique_ptr<EglContext> create(GlApi api) {
     std::string& error = lastErrorStorage();
-    error.clear();
+    error = "no EGL device: ";
     setenv("LIBGL_ALWAYS_SOFTWARE", "1", 0);
     // libepoxy aborts when it cannot load libEGL, so look first.
     if (!dlopen("libEGL.so.1", RTLD_LAZY | RTLD_LOCAL)) {
-      error = "no EGL device: libEGL.so.1 cannot be loaded";
+      error += "libEGL.so.1 cannot be loaded";
       return nullptr;
     }
-    const char* clientExtensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
-    if (!clientExtensions || !hasWord(clientExtensions, "EGL_MESA_platform_surfaceless")) {
-      error = "no EGL device: EGL_MESA_platform_surfaceless is not offered";
-      return nullptr;
-    }
-    auto getPlatformDisplay = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(
+    if (!hasWord(eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS), "EGL_MESA_platform_surfaceless"))
+      return fail("EGL_MESA_platform_surfaceless is not offered");
+    auto getDisplay = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(
         eglGetProcAddress("eglGetPlatformDisplayEXT"));
-    if (!getPlatformDisplay) {
-      error = "no EGL device: eglGetPlatformDisplayEXT is missing";
-      return nullptr;
-    }
     EGLDisplay display =
-        getPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
-    EGLint major = 0, minor = 0;
-    if (display == EGL_NO_DISPLAY || !eglInitialize(display, &major, &minor)) {
-      error = "no EGL device: the surfaceless display does not initialise (EGL error " +
-              hex(eglGetError()) + ")";
-      return nullptr;
-    }
+        getDisplay ? getDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr)
+                   : EGL_NO_DISPLAY;
+    if (display == EGL_NO_DISPLAY || !eglInitialize(display, nullptr, nullptr))
+      return fail("the surfaceless display does not initialise");
     const char* extensions = eglQueryString(display, EGL_EXTENSIONS);
-    if (!extensions || !hasWord(extensions, "EGL_KHR_surfaceless_context") ||
-        !hasWord(extensions, "EGL_KHR_no_config_context")) {
-      error = "no EGL device: surfaceless or configless contexts are not supported";
-      return nullptr;
-    }
+    if (!hasWord(extensions, "EGL_KHR_surfaceless_context") ||
+        !hasWord(extensions, "EGL_KHR_no_config_context"))
+      return fail("surfaceless or configless contexts are not supported");
     const bool gles = api == GlApi::Gles30;
-    if (!eglBindAPI(gles ? EGL_OPENGL_ES_API : EGL_OPENGL_API)) {
-      error = std::string("no EGL device: ") + glApiName(api) + " cannot be bound";
-      return nullptr;
-    }
-    const EGLint desktopAttributes[] = {EGL_CONTEXT_MAJOR_VERSION,
-                                        3,
-                                        EGL_CONTEXT_MINOR_VERSION,
-                                        3,
-                                        EGL_CONTEXT_OPENGL_PROFILE_MASK,
-                                        EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
-                                        EGL_NONE};
-    const EGLint glesAttributes[] = {EGL_CONTEXT_MAJOR_VERSION, 3, EGL_CONTEXT_MINOR_VERSION, 0,
-                                     EGL_NONE};
-    EGLContext context = eglCreateContext(display, EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT,
-                                          gles ? glesAttributes : desktopAttributes);
-    if (context == EGL_NO_CONTEXT) {
-      error = std::string("no EGL device: a ") + glApiName(api) +
-              " context cannot be made (EGL error " + hex(eglGetError()) + ")";
-      return nullptr;
-    }
+    if (!eglBindAPI(gles ? EGL_OPENGL_ES_API : EGL_OPENGL_API)) return fail("no API to bind");
+    const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
+                                 3,
+                                 EGL_CONTEXT_MINOR_VERSION,
+                                 gles ? 0 : 3,
+                                 gles ? EGL_NONE : EGL_CONTEXT_OPENGL_PROFILE_MASK,
+                                 EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
+                                 EGL_NONE};
+    EGLContext context = eglCreateContext(display, EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT, attributes);
+    if (context == EGL_NO_CONTEXT) return fail("the context cannot be made");
     std::unique_ptr<EglContext> made(new EglContext(display, context, gles));
-    if (!made->makeCurrent()) {
-      error = "no EGL device: the context cannot be made current (EGL error " + hex(eglGetError()) +
-              ")";
-      return nullptr;
-    }
+    if (!made->makeCurrent()) return fail("the context cannot be made current");
+    error.clear();
     return made;
   }
 
@@ -111,32 +78,22 @@ class EglContext {
   // Leaves the calling thread with no current context.
   static void releaseCurrent() {
     EGLDisplay display = eglGetCurrentDisplay();
-    if (display != EGL_NO_DISPLAY) {
+    if (display != EGL_NO_DISPLAY)
       eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    }
   }
 
   bool gles() const { return gles_; }
-  EGLDisplay display() const { return display_; }
-  EGLContext context() const { return context_; }
 
  private:
   EglContext(EGLDisplay display, EGLContext context, bool gles)
       : display_(display), context_(context), gles_(gles) {}
 
-  static bool hasWord(const char* list, const char* word) {
-    const std::size_t length = std::strlen(word);
-    for (const char* p = std::strstr(list, word); p; p = std::strstr(p + 1, word)) {
-      const bool starts = p == list || p[-1] == ' ';
-      const bool ends = p[length] == '\0' || p[length] == ' ';
-      if (starts && ends) return true;
-    }
-    return false;
+  static std::unique_ptr<EglContext> fail(const std::string& why) {
+    lastErrorStorage() += why + " (EGL error " + std::to_string(eglGetError()) + ")";
+    return nullptr;
   }
-  static std::string hex(EGLint value) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%04x", static_cast<unsigned>(value));
-    return text;
+  static bool hasWord(const char* list, const std::string& word) {
+    return list && (" " + std::string(list) + " ").find(" " + word + " ") != std::string::npos;
   }
   static std::string& lastErrorStorage() {
     static std::string error;

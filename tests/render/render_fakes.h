@@ -13,11 +13,12 @@
 
 namespace zent::test {
 
-// An output that has a new frame exactly when one was queued.
+// An output that has a new frame exactly when one was queued (null: "new, but
+// the copy fails").
 class ScriptedVideoOutput : public VideoOutput {
  public:
-  bool hasNewPixelBuffer(double itemTimeSeconds) override {
-    askedTimes.push_back(itemTimeSeconds);
+  bool hasNewPixelBuffer(double seconds) override {
+    askedTimes.push_back(seconds);
     return !frames.empty();
   }
   std::shared_ptr<PixelBuffer> copyPixelBuffer(double) override {
@@ -26,8 +27,7 @@ class ScriptedVideoOutput : public VideoOutput {
     frames.pop_front();
     return frame;
   }
-
-  std::deque<std::shared_ptr<PixelBuffer>> frames;  // a null entry: "new, but copy fails"
+  std::deque<std::shared_ptr<PixelBuffer>> frames;
   std::vector<double> askedTimes;
 };
 
@@ -36,9 +36,7 @@ class RecordingPlayerItem : public PlayerItem {
   const std::string& url() const override { return url_; }
   ItemStatus status() const override { return ItemStatus::ReadyToPlay; }
   std::string failureReason() const override { return ""; }
-  ItemStatus waitUntilResolved(double, const std::atomic<bool>*) override {
-    return ItemStatus::ReadyToPlay;
-  }
+  ItemStatus waitUntilResolved(double, const std::atomic<bool>*) override { return status(); }
   void setDelegate(std::weak_ptr<PlayerItemDelegate>) override {}
   void addOutput(std::shared_ptr<VideoOutput> output) override { added.push_back(output); }
   void removeOutput(const std::shared_ptr<VideoOutput>& output) override {
@@ -59,22 +57,19 @@ class RecordingPlayerItem : public PlayerItem {
   std::vector<MediaStreamInfo> mediaStreams(MediaCharacteristic) const override { return {}; }
   void select(MediaCharacteristic, std::optional<std::size_t>) override {}
 
-  std::vector<std::shared_ptr<VideoOutput>> added;
-  std::vector<std::shared_ptr<VideoOutput>> removed;
+  std::vector<std::shared_ptr<VideoOutput>> added, removed;
 
  private:
-  std::string url_ = "file:///test";
+  const std::string url_ = "file:///test";
 };
 
+// Makes scripted video outputs (none while failOutputs).
 class VideoOutputEngine : public MediaEngine {
  public:
   std::shared_ptr<PlayerItem> makeItem(const std::string&) override { return nullptr; }
   std::shared_ptr<MediaPlayer> makePlayer(std::shared_ptr<PlayerItem>) override { return nullptr; }
   std::shared_ptr<VideoOutput> makeVideoOutput() override {
-    if (failOutputs) return nullptr;
-    auto output = std::make_shared<ScriptedVideoOutput>();
-    made.push_back(output);
-    return output;
+    return failOutputs ? nullptr : made.emplace_back(std::make_shared<ScriptedVideoOutput>());
   }
   std::shared_ptr<MetadataOutput> makeMetadataOutput(MetadataOutput::Sink) override {
     return nullptr;
@@ -85,22 +80,20 @@ class VideoOutputEngine : public MediaEngine {
   std::vector<std::shared_ptr<ScriptedVideoOutput>> made;
 };
 
-// Hands out a new handle per upload; shares its counters with the test.
+// A backend handing out a new handle per upload; counts in a log shared with
+// the test.
 struct FakeBackendLog {
-  int uploads = 0;
-  int destroyed = 0;
+  int uploads = 0, destroyed = 0;
   bool contextReady = true;
   uintptr_t nextHandle = 100;
-  std::vector<std::pair<int32_t, int32_t>> sizes;
 };
 
 class FakeTextureBackend : public TextureBackend {
  public:
   explicit FakeTextureBackend(std::shared_ptr<FakeBackendLog> log) : log_(std::move(log)) {}
   ~FakeTextureBackend() override { ++log_->destroyed; }
-  uintptr_t upload(const PixelBuffer& frame) override {
+  uintptr_t upload(const PixelBuffer&) override {
     ++log_->uploads;
-    log_->sizes.emplace_back(frame.width(), frame.height());
     return log_->contextReady ? log_->nextHandle++ : 0;
   }
   bool contextReady() override { return log_->contextReady; }

@@ -1,9 +1,10 @@
 #pragma once
 
-// Synthetic decoded frames for the render tests and the texture benchmark: a grid
-// of solid colours, encoded in memory the way a decoder would lay it out.
+// Synthetic decoded frames for the render tests and the texture benchmark: a grid of
+// solid colours, laid out in memory the way a decoder would.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -32,14 +33,10 @@ class TestFrame : public PixelBuffer {
 
   struct Plane {
     std::vector<uint8_t> bytes;
-    int32_t stride = 0;
-    int32_t width = 0;
-    int32_t height = 0;
+    int32_t stride = 0, width = 0, height = 0;
   };
-
   PixelFormat format_ = PixelFormat::I420;
-  int32_t width_ = 0;
-  int32_t height_ = 0;
+  int32_t width_ = 0, height_ = 0;
   ColorMatrix matrix_ = ColorMatrix::BT709;
   ColorRange range_ = ColorRange::Limited;
   std::vector<Plane> planes_;
@@ -51,34 +48,27 @@ struct FrameSpec {
   int32_t height = 32;
   ColorMatrix matrix = ColorMatrix::BT709;
   ColorRange range = ColorRange::Limited;
-  // Bytes of padding after each row, per plane (stride = row bytes + padding).
-  std::vector<int32_t> padding;
-  // Colours of the grid, row by row (top first); cells split the frame evenly.
-  int32_t columns = 4;
-  std::vector<Rgb> cells;
+  std::vector<int32_t> padding;  // bytes after each row, per plane
+  int32_t columns = 4;           // the grid's cells split the frame evenly
+  std::vector<Rgb> cells;        // row by row, top first
 };
 
-inline int cellColumn(const FrameSpec& s, int x) {
-  return std::min(s.columns - 1, x * s.columns / s.width);
-}
 inline int gridRows(const FrameSpec& s) {
   return static_cast<int>(s.cells.size()) / s.columns;
 }
-inline int cellRow(const FrameSpec& s, int y) {
-  return std::min(gridRows(s) - 1, y * gridRows(s) / s.height);
-}
 inline Rgb colourAt(const FrameSpec& s, int x, int y) {
-  return s.cells[static_cast<std::size_t>(cellRow(s, y) * s.columns + cellColumn(s, x))];
+  const int column = std::min(s.columns - 1, x * s.columns / s.width);
+  const int row = std::min(gridRows(s) - 1, y * gridRows(s) / s.height);
+  return s.cells[static_cast<std::size_t>(row * s.columns + column)];
 }
 
-// Y', Cb, Cr of a colour, each quantised to 8 bits for the recipe's matrix and range.
+// Y', Cb, Cr of a colour, quantised to 8 bits for the recipe's matrix and range.
 inline void encodeYuv(const FrameSpec& s, Rgb c, uint8_t& y, uint8_t& u, uint8_t& v) {
   const double kr = s.matrix == ColorMatrix::BT709 ? 0.2126 : 0.299;
   const double kb = s.matrix == ColorMatrix::BT709 ? 0.0722 : 0.114;
-  const double r = c.r / 255.0, g = c.g / 255.0, b = c.b / 255.0;
-  const double luma = kr * r + (1.0 - kr - kb) * g + kb * b;
-  const double pb = (b - luma) / (2.0 * (1.0 - kb));
-  const double pr = (r - luma) / (2.0 * (1.0 - kr));
+  const double luma = (kr * c.r + (1.0 - kr - kb) * c.g + kb * c.b) / 255.0;
+  const double pb = (c.b / 255.0 - luma) / (2.0 * (1.0 - kb));
+  const double pr = (c.r / 255.0 - luma) / (2.0 * (1.0 - kr));
   const bool limited = s.range == ColorRange::Limited;
   auto q = [](double value) {
     return static_cast<uint8_t>(std::clamp(std::lround(value), 0L, 255L));
@@ -95,69 +85,33 @@ inline TestFrame makeFrame(const FrameSpec& s) {
   f.height_ = s.height;
   f.matrix_ = s.matrix;
   f.range_ = s.range;
+  const bool rgb = s.format == PixelFormat::BGRA || s.format == PixelFormat::RGBA;
   const int32_t cw = (s.width + 1) / 2, ch = (s.height + 1) / 2;
-  auto addPlane = [&](int32_t width, int32_t height, int32_t bytesPerSample) {
-    const std::size_t index = f.planes_.size();
-    const int32_t pad = index < s.padding.size() ? s.padding[index] : 0;
-    TestFrame::Plane p;
-    p.width = width;
-    p.height = height;
-    p.stride = width * bytesPerSample + pad;
+  // Planes of (width, height, bytes per sample): luma or RGB, then chroma.
+  std::vector<std::array<int32_t, 3>> planes{{s.width, s.height, rgb ? 4 : 1}};
+  if (s.format == PixelFormat::NV12) planes.push_back({cw, ch, 2});
+  if (s.format == PixelFormat::I420) planes.insert(planes.end(), 2, {cw, ch, 1});
+  for (std::size_t p = 0; p < planes.size(); ++p) {
+    const auto [width, height, bytes] = planes[p];
+    const int32_t stride = width * bytes + (p < s.padding.size() ? s.padding[p] : 0);
     // Padding holds a value no colour here produces, so reading it shows.
-    p.bytes.assign(static_cast<std::size_t>(p.stride) * static_cast<std::size_t>(height), 0xEE);
-    f.planes_.push_back(std::move(p));
-  };
-  auto at = [&](std::size_t plane, int x, int y, int bytesPerSample) -> uint8_t* {
-    TestFrame::Plane& p = f.planes_[plane];
-    return p.bytes.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(p.stride) +
-           static_cast<std::size_t>(x * bytesPerSample);
-  };
-
-  if (s.format == PixelFormat::BGRA || s.format == PixelFormat::RGBA) {
-    addPlane(s.width, s.height, 4);
-    for (int y = 0; y < s.height; ++y) {
-      for (int x = 0; x < s.width; ++x) {
-        const Rgb c = colourAt(s, x, y);
-        uint8_t* px = at(0, x, y, 4);
+    TestFrame::Plane plane{std::vector<uint8_t>(static_cast<std::size_t>(stride) * height, 0xEE),
+                           stride, width, height};
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        // Chroma of the top-left sample of each 2x2 block (cells start on even coordinates).
+        const Rgb c = colourAt(s, p == 0 ? x : 2 * x, p == 0 ? y : 2 * y);
+        uint8_t yuv[3];
+        encodeYuv(s, c, yuv[0], yuv[1], yuv[2]);
         const bool bgra = s.format == PixelFormat::BGRA;
-        px[0] = static_cast<uint8_t>(bgra ? c.b : c.r);
-        px[1] = static_cast<uint8_t>(c.g);
-        px[2] = static_cast<uint8_t>(bgra ? c.r : c.b);
-        px[3] = 255;
+        const uint8_t rgba[4] = {static_cast<uint8_t>(bgra ? c.b : c.r), static_cast<uint8_t>(c.g),
+                                 static_cast<uint8_t>(bgra ? c.r : c.b), 255};
+        const uint8_t* from = rgb ? rgba : p == 0 ? yuv : bytes == 2 ? yuv + 1 : yuv + p;
+        std::copy(from, from + bytes,
+                  plane.bytes.data() + static_cast<std::size_t>(y) * stride + x * bytes);
       }
     }
-    return f;
-  }
-
-  addPlane(s.width, s.height, 1);
-  if (s.format == PixelFormat::I420) {
-    addPlane(cw, ch, 1);
-    addPlane(cw, ch, 1);
-  } else {
-    addPlane(cw, ch, 2);
-  }
-  for (int y = 0; y < s.height; ++y) {
-    for (int x = 0; x < s.width; ++x) {
-      uint8_t yy, u, v;
-      encodeYuv(s, colourAt(s, x, y), yy, u, v);
-      *at(0, x, y, 1) = yy;
-    }
-  }
-  // Chroma from the top-left luma sample of each 2x2 block (cells start on even
-  // coordinates, so every block is one colour).
-  for (int y = 0; y < ch; ++y) {
-    for (int x = 0; x < cw; ++x) {
-      uint8_t yy, u, v;
-      encodeYuv(s, colourAt(s, 2 * x, 2 * y), yy, u, v);
-      if (s.format == PixelFormat::I420) {
-        *at(1, x, y, 1) = u;
-        *at(2, x, y, 1) = v;
-      } else {
-        uint8_t* uv = at(1, x, y, 2);
-        uv[0] = u;
-        uv[1] = v;
-      }
-    }
+    f.planes_.push_back(std::move(plane));
   }
   return f;
 }
