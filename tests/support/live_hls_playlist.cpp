@@ -109,19 +109,6 @@ int64_t LiveHlsPlaylist::lastSegment() const {
   return last_;
 }
 
-double LiveHlsPlaylist::targetDuration() const {
-  return targetDuration_;
-}
-
-double LiveHlsPlaylist::segmentDuration() const {
-  return source_.front().duration;
-}
-
-std::string LiveHlsPlaylist::playlistText() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return text_;
-}
-
 bool LiveHlsPlaylist::waitForMediaSequence(int64_t sequence,
                                            std::chrono::milliseconds timeout) const {
   std::unique_lock<std::mutex> lock(mutex_);
@@ -165,8 +152,7 @@ void LiveHlsPlaylist::publishLocked() {
     text << extinf << name << "\n";
   }
   if (ended_) text << "#EXT-X-ENDLIST\n";
-  text_ = text.str();
-  writeFileAtomically(playlistPath(), text_);
+  writeFileAtomically(playlistPath(), text.str());
   changed_.notify_all();
 }
 

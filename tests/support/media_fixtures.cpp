@@ -51,26 +51,6 @@ std::string mp4_1080p() {
   });
 }
 
-std::string mp4_1080p_long() {
-  const std::string clip = mp4_1080p();
-  return cachedMedia("mp4_1080p_long-v2.mp4", [&clip](const std::string& out) {
-    // Six copies of the 10 s clip joined without re-encoding: a minute of
-    // 1080p costs a remux instead of a 20 s encode.
-    const std::string list = out + ".list.txt";
-    std::string entries;
-    for (int i = 0; i < 6; ++i) entries += "file '" + clip + "'\n";
-    writeFile(list, entries);
-    try {
-      runFfmpeg(
-          {"-f", "concat", "-safe", "0", "-i", list, "-c", "copy", "-movflags", "+faststart", out});
-    } catch (...) {
-      fs::remove(list);
-      throw;
-    }
-    fs::remove(list);
-  });
-}
-
 // ---- Colour bars -------------------------------------------------------
 
 const std::array<PatternBand, 8>& patternBands() {
@@ -89,46 +69,27 @@ const std::array<PatternBand, 8>& patternBands() {
   return bands;
 }
 
-const PatternBand& patternBandAt(int x) {
-  const auto& bands = patternBands();
-  int index =
-      std::clamp(x, 0, kPatternWidth - 1) / (kPatternWidth / static_cast<int>(bands.size()));
-  return bands[static_cast<size_t>(index)];
-}
+namespace {
 
-std::vector<uint8_t> patternFrame(PixelLayout layout) {
-  constexpr size_t kW = kPatternWidth;
-  constexpr size_t kH = kPatternHeight;
-  std::vector<uint8_t> frame(kW * kH * 3 / 2);
-  uint8_t* luma = frame.data();
-  uint8_t* chroma = luma + kW * kH;
-  for (size_t x = 0; x < kW; ++x) luma[x] = patternBandAt(static_cast<int>(x)).y;
-  for (size_t row = 1; row < kH; ++row) std::copy_n(luma, kW, luma + row * kW);
-
-  // Bands are 160 pixels wide, so no 2x2 chroma block straddles two bands.
-  const size_t cw = kW / 2;
-  const size_t ch = kH / 2;
-  if (layout == PixelLayout::I420) {
-    uint8_t* u = chroma;
-    uint8_t* v = chroma + cw * ch;
-    for (size_t row = 0; row < ch; ++row) {
-      for (size_t x = 0; x < cw; ++x) {
-        const PatternBand& band = patternBandAt(static_cast<int>(x * 2));
-        u[row * cw + x] = band.u;
-        v[row * cw + x] = band.v;
-      }
-    }
-  } else {
-    for (size_t row = 0; row < ch; ++row) {
-      for (size_t x = 0; x < cw; ++x) {
-        const PatternBand& band = patternBandAt(static_cast<int>(x * 2));
-        chroma[row * kW + 2 * x] = band.u;
-        chroma[row * kW + 2 * x + 1] = band.v;
-      }
+// One I420 frame of the bars. Bands are 160 pixels wide: no 2x2 chroma block
+// straddles two of them.
+std::string patternFrameI420() {
+  constexpr size_t kW = kPatternWidth, kH = kPatternHeight, kBand = kW / 8;
+  std::string frame(kW * kH * 3 / 2, '\0');
+  for (size_t row = 0; row < kH; ++row) {
+    for (size_t x = 0; x < kW; ++x) frame[row * kW + x] = patternBands()[x / kBand].y;
+  }
+  for (size_t row = 0; row < kH / 2; ++row) {
+    for (size_t x = 0; x < kW / 2; ++x) {
+      const PatternBand& band = patternBands()[2 * x / kBand];
+      frame[kW * kH + row * kW / 2 + x] = band.u;
+      frame[kW * kH * 5 / 4 + row * kW / 2 + x] = band.v;
     }
   }
   return frame;
 }
+
+}  // namespace
 
 std::string mp4_pattern() {
   return cachedMedia("mp4_pattern-v1.mp4", [](const std::string& out) {
@@ -136,8 +97,7 @@ std::string mp4_pattern() {
     // ffmpeg's own (with its matrix and rounding) stands between the codes
     // above and the stream. Flat 16x16-aligned blocks at CRF 18 decode exactly.
     const std::string raw = out + ".frame.yuv";
-    std::vector<uint8_t> frame = patternFrame(PixelLayout::I420);
-    writeFile(raw, std::string_view(reinterpret_cast<const char*>(frame.data()), frame.size()));
+    writeFile(raw, patternFrameI420());
     try {
       runFfmpeg(Args{"-f", "rawvideo", "-pix_fmt", "yuv420p", "-s", "1280x720", "-r", "30",
                      "-stream_loop", "-1", "-i", raw, "-t", "5"} +
