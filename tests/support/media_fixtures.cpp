@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 #include <system_error>
 
@@ -71,48 +72,58 @@ const std::array<PatternBand, 8>& patternBands() {
 
 namespace {
 
-// One I420 frame of the bars. Bands are 160 pixels wide: no 2x2 chroma block
-// straddles two of them.
-std::string patternFrameI420() {
-  constexpr size_t kW = kPatternWidth, kH = kPatternHeight, kBand = kW / 8;
+// One I420 frame whose Y'CbCr codes depend on the column only.
+std::string frameI420(const std::function<std::array<uint8_t, 3>(size_t)>& codesAt) {
+  constexpr size_t kW = kPatternWidth, kH = kPatternHeight;
   std::string frame(kW * kH * 3 / 2, '\0');
-  for (size_t row = 0; row < kH; ++row) {
-    for (size_t x = 0; x < kW; ++x) frame[row * kW + x] = patternBands()[x / kBand].y;
-  }
-  for (size_t row = 0; row < kH / 2; ++row) {
-    for (size_t x = 0; x < kW / 2; ++x) {
-      const PatternBand& band = patternBands()[2 * x / kBand];
-      frame[kW * kH + row * kW / 2 + x] = band.u;
-      frame[kW * kH * 5 / 4 + row * kW / 2 + x] = band.v;
+  for (size_t x = 0; x < kW; ++x) {
+    const auto codes = codesAt(x);
+    for (size_t row = 0; row < kH; ++row) frame[row * kW + x] = codes[0];
+    for (size_t row = 0; row < kH / 2 && x % 2 == 0; ++row) {
+      frame[kW * kH + row * kW / 2 + x / 2] = codes[1];
+      frame[kW * kH * 5 / 4 + row * kW / 2 + x / 2] = codes[2];
     }
   }
   return frame;
+}
+
+// The raw frame goes straight to the encoder, so no RGB-to-YUV step of
+// ffmpeg's own stands between the codes and the stream. Flat 16x16-aligned
+// blocks at CRF 18 decode exactly.
+void encodeStill(const std::string& frame, const std::string& out) {
+  const std::string raw = out + ".frame.yuv";
+  writeFile(raw, frame);
+  try {
+    runFfmpeg(Args{"-f", "rawvideo", "-pix_fmt", "yuv420p", "-s", "1280x720", "-r", "30",
+                   "-stream_loop", "-1", "-i", raw, "-t", "5"} +
+              h264Video() +
+              Args{"-crf", "18", "-colorspace", "bt709", "-color_primaries", "bt709", "-color_trc",
+                   "bt709", "-color_range", "tv", "-movflags", "+faststart", out});
+  } catch (...) {
+    fs::remove(raw);
+    throw;
+  }
+  fs::remove(raw);
 }
 
 }  // namespace
 
 std::string mp4_pattern() {
   return cachedMedia("mp4_pattern-v1.mp4", [](const std::string& out) {
-    // The raw frame goes straight to the encoder, so no RGB-to-YUV step of
-    // ffmpeg's own (with its matrix and rounding) stands between the codes
-    // above and the stream. Flat 16x16-aligned blocks at CRF 18 decode exactly.
-    const std::string raw = out + ".frame.yuv";
-    writeFile(raw, patternFrameI420());
-    try {
-      runFfmpeg(Args{"-f", "rawvideo", "-pix_fmt", "yuv420p", "-s", "1280x720", "-r", "30",
-                     "-stream_loop", "-1", "-i", raw, "-t", "5"} +
-                h264Video() +
-                Args{"-crf", "18", "-colorspace", "bt709", "-color_primaries", "bt709",
-                     "-color_trc", "bt709", "-color_range", "tv", "-movflags", "+faststart", out});
-    } catch (...) {
-      fs::remove(raw);
-      throw;
-    }
-    fs::remove(raw);
+    // Bands are 160 pixels wide: no 2x2 chroma block straddles two of them.
+    encodeStill(frameI420([](size_t x) {
+                  const PatternBand& band = patternBands()[x / 160];
+                  return std::array<uint8_t, 3>{band.y, band.u, band.v};
+                }),
+                out);
   });
 }
 
-// ---- DASH --------------------------------------------------------------
+std::string mp4_deep_blue() {
+  return cachedMedia("mp4_deep_blue-v1.mp4", [](const std::string& out) {
+    encodeStill(frameI420([](size_t) { return std::array<uint8_t, 3>{31, 233, 118}; }), out);
+  });
+}
 
 std::string dash_vod() {
   return cachedMedia("dash_vod-v1", [](const std::string& out) {

@@ -47,6 +47,11 @@ const std::array<PatternBand, 8>& patternBands();
 // exactly the codes above (I420).
 std::string mp4_pattern();
 
+// A 5 s still of one flat colour, Y31 U233 V118 (BT.709 limited range): blue
+// with strong chroma that no channel clips, decoding to R'G'B' (0, 0, 239.3).
+// A chroma scale a few percent off moves its blue by about 5.
+std::string mp4_deep_blue();
+
 // 10 s HLS VOD (open "master.m3u8"), 2 s TS segments: audio renditions "English"
 // (en, 440 Hz, default) and "Commentary" (1000 Hz), WebVTT subtitles "English"
 // (en), video variants 426x240@300k, 640x360@800k, 1280x720@2000k (30 fps), and
