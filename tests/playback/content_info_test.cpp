@@ -10,15 +10,7 @@
 namespace zent::test {
 namespace {
 
-class ContentInfoTest : public PlaybackTest {
- protected:
-  // Opens url on a new auto-playing player 0 and waits until it plays.
-  void openPlaying(const std::string& url, int32_t mime) {
-    ASSERT_EQ(api().NativeAddStream(1), 0);
-    ASSERT_EQ(api().NativeOpenURI(0, url.c_str(), mime), 0);
-    ASSERT_TRUE(waitForEvent(0, 3, seconds(30))) << describe();
-  }
-};
+using ContentInfoTest = PlaybackTest;
 
 TEST_F(ContentInfoTest, MultiVariantHlsListsItsVideoVariantsInOrder) {
   HttpServer server;
@@ -132,11 +124,8 @@ TEST_F(ContentInfoTest, Id3FramesFromTheStreamFillTheRecord) {
   HttpServer server(dir.path());
   openPlaying(server.url(stream.playlist.filename().string()), 1);
   auto field = [&](int32_t f) { return text(api().NativeGetID3Field(0, f)); };
-  // Each tag's values become visible at its presentation time, within one
-  // 25 fps frame, never before: the position is read before the field, so a
-  // value seen early shows here. The fixture times its tags (0.5 s, 2.5 s) from
-  // the first audio sample, one AAC frame (1024 samples at 48 kHz) before the
-  // first picture, where the playback position starts.
+  // Each tag shows at its time (0.5 s, 2.5 s from the first audio sample, one
+  // AAC frame before the first picture) within a 25 fps frame, never before.
   constexpr int64_t kAudioLeadMs = 1024 * 1000 / 48000;
   std::vector<std::pair<std::string, int64_t>> albums;  // value, position when first seen
   EXPECT_TRUE(pollUntil(

@@ -21,34 +21,10 @@ class ToneSinkEnvironment : public ::testing::Environment {
 [[maybe_unused]] const auto* const kToneSink =
     ::testing::AddGlobalTestEnvironment(new ToneSinkEnvironment);
 
-constexpr int32_t kCaptionEvent = 11;
-constexpr int32_t kPlayEvent = 3;
-constexpr int32_t kEndEvent = 20;
-
 class RenditionsTest : public PlaybackTest {
  protected:
   std::string hlsUrl() { return server_.url(hls_multivariant() + "/master.m3u8"); }
 
-  // Opens url on a new auto-playing player 0; returns the play event.
-  RecordedEvent openPlaying(const std::string& url, bool local = false) {
-    EXPECT_EQ(api().NativeAddStream(1), 0);
-    EXPECT_EQ(local ? api().NativeOpenLocalContent(0, url.c_str())
-                    : api().NativeOpenURI(0, url.c_str(), 1),
-              0);
-    auto play = eventRecorder().waitFor(isEvent(0, kPlayEvent), seconds(30));
-    EXPECT_TRUE(play) << describe();
-    return play.value_or(RecordedEvent{});
-  }
-
-  std::vector<RecordedEvent> captionEvents(size_t from = 0) {
-    std::vector<RecordedEvent> found;
-    for (const RecordedEvent& e : eventRecorder().events()) {
-      if (e.sequence >= from && !e.isError && e.playerIndex == 0 && e.type == kCaptionEvent) {
-        found.push_back(e);
-      }
-    }
-    return found;
-  }
   std::vector<std::string> cueTexts(size_t from = 0) {
     std::vector<std::string> texts;
     for (const RecordedEvent& e : captionEvents(from)) {
@@ -253,7 +229,7 @@ TEST_F(RenditionsTest, CaptionsMuxedInTheFileReachTheHostWhole) {
     api().NativeShutdown();
     eventRecorder().clear();
     api().NativeInit(&eventRecorderListener);
-    openPlaying(file, true);
+    openPlaying(file, 0, true);
     EXPECT_EQ(api().NativeGetCaptionStreamCount(0), 1);
     ASSERT_TRUE(waitForEvent(0, kEndEvent, seconds(20))) << describe();
     EXPECT_EQ(cueTexts(), (std::vector<std::string>{"Hello\nWorld", "n\xC3\xA9 ok"})) << describe();

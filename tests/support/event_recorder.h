@@ -57,7 +57,6 @@ class EventRecorder {
   // `timeout` for it to arrive.
   std::optional<RecordedEvent> waitFor(const EventPredicate& predicate,
                                        std::chrono::milliseconds timeout, size_t from = 0) const;
-  // Waits until `condition` holds for the whole list of events.
   // Waits until at least `count` events match.
   bool waitForCount(const EventPredicate& predicate, size_t count,
                     std::chrono::milliseconds timeout, size_t from = 0) const;

@@ -45,18 +45,12 @@ class LiveHlsPlaylist {
   void stop();
   // Publishes the next segment now and drops the oldest from the window.
   void advance();
-  // Stops the clock and appends EXT-X-ENDLIST: the live stream has ended.
-  void endStream();
 
-  // The playlist file (absolute path) and the directory it is in.
+  // The playlist file (absolute path).
   std::string playlistPath() const;
-  const std::string& servedDir() const { return servedDir_; }
 
   int64_t mediaSequence() const;  // EXT-X-MEDIA-SEQUENCE now (first listed segment)
   int64_t lastSegment() const;    // number of the newest listed segment, -1 before start()
-
-  // Waits until EXT-X-MEDIA-SEQUENCE reaches `sequence`; false on timeout.
-  bool waitForMediaSequence(int64_t sequence, std::chrono::milliseconds timeout) const;
 
  private:
   void publishLocked();
@@ -72,7 +66,6 @@ class LiveHlsPlaylist {
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
   int64_t last_ = -1;
-  bool ended_ = false;
   bool stopping_ = false;
   std::thread clock_;
 };

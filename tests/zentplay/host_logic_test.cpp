@@ -16,17 +16,13 @@ ParsedCommandLine parse(std::vector<std::string> args) {
 }
 
 TEST(CommandLine, ReadsEveryOptionAndTheTarget) {
-  const auto parsed = parse({"--library",  "/x/libzentplayer.so",
-                             "--headless", "--frames",
-                             "90",         "--snapshot-every",
-                             "30",         "--out",
-                             "shots",      "--mime",
-                             "dash",       "--start-ms",
-                             "4000",       "--log-level",
-                             "3",          "--subtitles",
-                             "a.srt",      "--quit-at-end",
-                             "--captions", "--ready-timeout",
-                             "5",          "http://127.0.0.1:8080/x"});
+  // clang-format off
+  const auto parsed = parse({"--library", "/x/libzentplayer.so", "--headless", "--frames", "90",
+                             "--snapshot-every", "30", "--out", "shots", "--mime", "dash",
+                             "--start-ms", "4000", "--log-level", "3", "--subtitles", "a.srt",
+                             "--quit-at-end", "--captions", "--ready-timeout", "5",
+                             "http://127.0.0.1:8080/x"});
+  // clang-format on
   ASSERT_EQ(parsed.error, "");
   const Options& o = parsed.options;
   EXPECT_EQ(o.library, "/x/libzentplayer.so");
