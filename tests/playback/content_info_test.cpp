@@ -12,7 +12,9 @@ namespace {
 
 using ContentInfoTest = PlaybackTest;
 
-TEST_F(ContentInfoTest, MultiVariantHlsListsItsVideoVariantsInOrder) {
+// Variants in order, renditions named from the manifest, and selecting a
+// variant changes the decoded size.
+TEST_F(ContentInfoTest, MultiVariantHlsListsVariantsAndRenditionsAndSelects) {
   HttpServer server;
   openPlaying(server.url(hls_multivariant() + "/master.m3u8"), 1);
   ASSERT_EQ(api().NativeGetTrackCount(0), 3);
@@ -25,11 +27,14 @@ TEST_F(ContentInfoTest, MultiVariantHlsListsItsVideoVariantsInOrder) {
     EXPECT_EQ(api().NativeGetTrackBitrate(0, i), rates[i]);
     EXPECT_FLOAT_EQ(api().NativeGetTrackFrameRate(0, i), 30.0f);
   }
-}
-
-TEST_F(ContentInfoTest, SelectingAVariantChangesTheDecodedSize) {
-  HttpServer server;
-  openPlaying(server.url(hls_multivariant() + "/master.m3u8"), 1);
+  ASSERT_EQ(api().NativeGetAudioStreamCount(0), 2) << describe();
+  EXPECT_EQ(text(api().NativeGetAudioStreamName(0, 0)), "English");
+  EXPECT_EQ(text(api().NativeGetAudioStreamName(0, 1)), "Commentary");
+  EXPECT_EQ(text(api().NativeGetAudioStreamLanguage(0, 0)), "en");
+  EXPECT_EQ(text(api().NativeGetAudioStreamLanguage(0, 1)), "");
+  ASSERT_EQ(api().NativeGetCaptionStreamCount(0), 1);
+  EXPECT_EQ(text(api().NativeGetCaptionStreamName(0, 0)), "English");
+  EXPECT_EQ(text(api().NativeGetCaptionStreamLanguage(0, 0)), "en");
   api().NativeSelectTrack(0, 0);
   EXPECT_TRUE(pollUntil([&] { return api().NativeGetVideoWidth(0) == 426; }, seconds(15)))
       << "width " << api().NativeGetVideoWidth(0) << "\n"
@@ -61,19 +66,6 @@ TEST_F(ContentInfoTest, RotationOfAQuarterTurnMatchesOnlyTheDisplayedSize) {
   ASSERT_TRUE(waitForEvent(0, 0, seconds(30))) << describe();
   EXPECT_NEAR(api().NativeGetTrackRotation(0, 360, 640), 90.0f, 0.01f);
   EXPECT_EQ(api().NativeGetTrackRotation(0, 640, 360), 0.0f);
-}
-
-TEST_F(ContentInfoTest, AudioAndCaptionRenditionsAreNamedFromTheManifest) {
-  HttpServer server;
-  openPlaying(server.url(hls_multivariant() + "/master.m3u8"), 1);
-  ASSERT_EQ(api().NativeGetAudioStreamCount(0), 2) << describe();
-  EXPECT_EQ(text(api().NativeGetAudioStreamName(0, 0)), "English");
-  EXPECT_EQ(text(api().NativeGetAudioStreamName(0, 1)), "Commentary");
-  EXPECT_EQ(text(api().NativeGetAudioStreamLanguage(0, 0)), "en");
-  EXPECT_EQ(text(api().NativeGetAudioStreamLanguage(0, 1)), "");
-  ASSERT_EQ(api().NativeGetCaptionStreamCount(0), 1);
-  EXPECT_EQ(text(api().NativeGetCaptionStreamName(0, 0)), "English");
-  EXPECT_EQ(text(api().NativeGetCaptionStreamLanguage(0, 0)), "en");
 }
 
 TEST_F(ContentInfoTest, ProgramDateTimeFollowsThePosition) {

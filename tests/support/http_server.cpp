@@ -249,6 +249,7 @@ struct HttpServer::Impl {
   std::map<std::string, Hostile> hostile;
   std::vector<HttpRequestRecord> log;
   std::map<std::string, int> counts;
+  int total = 0;
   uint64_t accepted = 0;
   std::list<std::unique_ptr<Connection>> connections;
   std::thread acceptor;
@@ -610,6 +611,7 @@ struct HttpServer::Impl {
         log.push_back(*request);
         index = log.size() - 1;
         ++counts[request->path];
+        ++total;
         changed.notify_all();
       }
       if (!passPauseGate(c) || !waitUntil(c, responseDue())) break;
@@ -743,6 +745,11 @@ int HttpServer::requestCount(std::string_view path) const {
   std::lock_guard<std::mutex> lock(impl_->mutex);
   auto it = impl_->counts.find(key);
   return it == impl_->counts.end() ? 0 : it->second;
+}
+
+int HttpServer::totalRequestCount() const {
+  std::lock_guard<std::mutex> lock(impl_->mutex);
+  return impl_->total;
 }
 
 uint64_t HttpServer::bytesSent() const {

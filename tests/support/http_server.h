@@ -73,6 +73,7 @@ class HttpServer {
 
   // Requests for `path`, any status, hanging ones included.
   int requestCount(std::string_view path) const;
+  int totalRequestCount() const;
   uint64_t bytesSent() const;
   std::vector<HttpRequestRecord> requests() const;
   bool waitForRequests(std::string_view path, int count, std::chrono::milliseconds timeout) const;
