@@ -6,10 +6,16 @@
 #include <cstdlib>
 #include <regex>
 #include <set>
+#include <sstream>
 #include <string>
+#include <thread>
 
 #include "support/event_recorder.h"
+#include "support/file_util.h"
+#include "support/http_server.h"
 #include "support/log_recorder.h"
+#include "support/media_fixtures.h"
+#include "support/scoped_temp_dir.h"
 #include "support/zent_api.h"
 
 namespace zent::test {
@@ -47,36 +53,22 @@ TEST_F(HostInterfaceTest, EveryExportAnswersItsNoBridgeValueBeforeInit) {
                      a.NativeGetID3Field(0, 0)}) {
     EXPECT_EQ(text, emptyVersion);
   }
-  for (int64_t value : {a.NativeAddStream(1),
-                        a.NativeGetTotalStreams(),
-                        a.NativeOpenLocalContent(0, "/x.mp4"),
-                        a.NativeOpenURI(0, "http://127.0.0.1/x.m3u8", 1),
-                        a.NativeStartPlayBack(0, 0),
-                        a.NativeSeek(0, 0),
-                        a.NativePause(0),
-                        a.NativeResume(0),
-                        a.NativeStop(0),
-                        a.NativeSetMute(0, 1),
-                        a.NativeSetVolume(0, 0.5f),
-                        a.NativeSetAdditionalHttpHeader(0, "A: b", "http://x"),
-                        a.NativeSetLowLatency(0, 1, 2),
-                        int64_t{a.NativeGetPlayerState(0)},
-                        a.NativeGetTotalTime(0),
-                        a.NativeGetCurrentTime(0),
-                        a.NativeGetProgramDateTimeEpoch(0),
-                        a.NativeGetVideoHeight(0),
-                        a.NativeGetVideoWidth(0),
-                        a.NativeGetMilisecondsEndBuffered(0),
-                        a.NativeGetCaptionEncodingType(0),
-                        a.NativeSetTimedMetadta_CustomTags(0, "x"),
-                        a.NativeGetTimedMetadta_EncodingType(0, 1, "x"),
-                        a.NativeGetTimedMetadta_DataByte(0, 1, "x", 7),
-                        a.NativeGetTrackCount(0),
-                        a.NativeGetTrackBitrate(0, 0),
-                        a.NativeGetTrackWidth(0, 0),
-                        a.NativeGetTrackHeight(0, 0),
-                        a.NativeGetAudioStreamCount(0),
-                        a.NativeGetCaptionStreamCount(0)}) {
+  // clang-format off
+  for (int64_t value : {
+        a.NativeAddStream(1), a.NativeGetTotalStreams(), a.NativeOpenLocalContent(0, "/x.mp4"),
+        a.NativeOpenURI(0, "http://127.0.0.1/x.m3u8", 1), a.NativeStartPlayBack(0, 0),
+        a.NativeSeek(0, 0), a.NativePause(0), a.NativeResume(0), a.NativeStop(0),
+        a.NativeSetMute(0, 1), a.NativeSetVolume(0, 0.5f),
+        a.NativeSetAdditionalHttpHeader(0, "A: b", "http://x"), a.NativeSetLowLatency(0, 1, 2),
+        int64_t{a.NativeGetPlayerState(0)}, a.NativeGetTotalTime(0), a.NativeGetCurrentTime(0),
+        a.NativeGetProgramDateTimeEpoch(0), a.NativeGetVideoHeight(0), a.NativeGetVideoWidth(0),
+        a.NativeGetMilisecondsEndBuffered(0), a.NativeGetCaptionEncodingType(0),
+        a.NativeSetTimedMetadta_CustomTags(0, "x"),
+        a.NativeGetTimedMetadta_EncodingType(0, 1, "x"),
+        a.NativeGetTimedMetadta_DataByte(0, 1, "x", 7), a.NativeGetTrackCount(0),
+        a.NativeGetTrackBitrate(0, 0), a.NativeGetTrackWidth(0, 0), a.NativeGetTrackHeight(0, 0),
+        a.NativeGetAudioStreamCount(0), a.NativeGetCaptionStreamCount(0)}) {
+    // clang-format on
     EXPECT_EQ(value, -1);
   }
   EXPECT_EQ(a.NativeOpenExternalSubtitles(0, "a.srt"), 0xFF);
@@ -103,19 +95,6 @@ TEST_F(HostInterfaceTest, EveryExportAnswersItsNoBridgeValueBeforeInit) {
   a.NativeSetLogSystemPlatform(false);
   EXPECT_EQ(logRecorder().size(), 0u) << logRecorder().describe();
   EXPECT_TRUE(eventRecorder().events().empty());
-}
-
-TEST_F(HostInterfaceTest, VersionDataAndTextAfterInit) {
-  EXPECT_EQ(*api().ZentPlayeriOSVersionNumber, 1.0);
-  EXPECT_STREQ(reinterpret_cast<const char*>(api().ZentPlayeriOSVersionString),
-               "@(#)PROGRAM:ZentPlayeriOS  PROJECT:ZentPlayeriOS-1\n");
-  api().NativeInit(&eventRecorderListener);
-  char* first = api().NativeGetVersion();
-  char* second = api().NativeGetVersion();
-  EXPECT_STREQ(first, "1.0");
-  EXPECT_NE(first, second) << "each call returns a fresh copy";
-  std::free(first);
-  std::free(second);
 }
 
 TEST_F(HostInterfaceTest, StreamsAreAddedRemovedAndRenumbered) {
@@ -154,18 +133,11 @@ TEST_F(HostInterfaceTest, BadIndicesAndNullArgumentsNeverCrash) {
   // Released slot: transport answers 0, queries that need the player report it.
   api().NativeRemoveVideoContent(0);
   api().NativeShutdown();
-  api().NativeInit(nullptr);
-  EXPECT_EQ(api().NativeGetTotalStreams(), 0) << "a new bridge starts with an empty registry";
-}
-
-TEST_F(HostInterfaceTest, ShutdownTwiceIsHarmlessAndDropsTheBridge) {
-  api().NativeInit(&eventRecorderListener);
-  api().NativeAddStream(0);
-  api().NativeAddStream(1);
-  api().NativeShutdown();
   api().NativeShutdown();
   EXPECT_EQ(api().NativeGetTotalStreams(), -1);
   EXPECT_STREQ(api().NativeGetVersion(), "");
+  api().NativeInit(nullptr);
+  EXPECT_EQ(api().NativeGetTotalStreams(), 0) << "a new bridge starts with an empty registry";
 }
 
 TEST_F(HostInterfaceTest, LogLinesFollowTheLayoutUnderEachSwitch) {
@@ -202,6 +174,40 @@ TEST_F(HostInterfaceTest, LogLinesFollowTheLayoutUnderEachSwitch) {
   EXPECT_TRUE(
       logRecorder().waitFor("\"bad url %s%n%d\" does not parse as a URL", std::chrono::seconds(10)))
       << logRecorder().describe();
+}
+
+// Program date-times far outside the int32 range of seconds saturate at the
+// boundary, each way.
+TEST_F(HostInterfaceTest, ProgramDateTimesBeyondInt32SecondsSaturate) {
+  const std::string media = hls_program_date_time();
+  const std::string original = readFile(media + "/index.m3u8");
+  HttpServer server;
+  ScopedTempDir dir;
+  HttpServer local(dir.path());
+  api().NativeInit(&eventRecorderListener);
+  const std::pair<const char*, int64_t> kCases[] = {{"1900", INT32_MIN}, {"2100", INT32_MAX}};
+  for (int32_t i = 0; i < 2; ++i) {
+    std::string playlist, line;
+    std::istringstream lines(original);
+    while (std::getline(lines, line)) {
+      if (line.rfind("#EXT-X-PROGRAM-DATE-TIME:", 0) == 0) line.replace(25, 4, kCases[i].first);
+      if (!line.empty() && line[0] != '#') line = server.url(media + "/" + line);
+      playlist += line + "\n";
+    }
+    std::string name = std::to_string(i) + ".m3u8";
+    dir.write(name, playlist);
+    ASSERT_EQ(api().NativeAddStream(1), 0);
+    ASSERT_EQ(api().NativeOpenURI(i, local.url(name).c_str(), 1), 0);
+  }
+  for (int32_t i = 0; i < 2; ++i) {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    int64_t epoch = 0;
+    while (epoch == 0 && std::chrono::steady_clock::now() < deadline) {
+      epoch = api().NativeGetProgramDateTimeEpoch(i);
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    EXPECT_EQ(epoch, kCases[i].second) << kCases[i].first << "\n" << logRecorder().describe(30);
+  }
 }
 
 TEST_F(HostInterfaceTest, OnlyTheHostFunctionsAndVersionDataAreExported) {

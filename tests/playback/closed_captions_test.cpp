@@ -14,10 +14,6 @@
 namespace zent::test {
 namespace {
 
-constexpr int32_t kCaptionEvent = 11;
-constexpr int32_t kPlayEvent = 3;
-constexpr int32_t kEndEvent = 20;
-
 struct Seen {
   std::string text;
   int64_t positionMs;  // read just before the text
@@ -25,14 +21,6 @@ struct Seen {
 
 class ClosedCaptionsTest : public PlaybackTest {
  protected:
-  void openPlaying(const std::string& url, bool local) {
-    ASSERT_EQ(api().NativeAddStream(1), 0);
-    ASSERT_EQ(local ? api().NativeOpenLocalContent(0, url.c_str())
-                    : api().NativeOpenURI(0, url.c_str(), 1),
-              0);
-    ASSERT_TRUE(waitForEvent(0, kPlayEvent, seconds(30))) << describe();
-  }
-
   // Polls as a host does every frame, until the end of content or `untilMs`,
   // running `at` once when the position passes its time; returns each change
   // of the caption text with the position it was first seen at.
@@ -73,9 +61,7 @@ class ClosedCaptionsTest : public PlaybackTest {
 
   std::vector<std::string> eventTexts(size_t from = 0) {
     std::vector<std::string> texts;
-    for (const RecordedEvent& e : eventRecorder().events()) {
-      if (e.sequence >= from && !e.isError && e.type == kCaptionEvent) texts.push_back(e.text);
-    }
+    for (const RecordedEvent& e : captionEvents(from)) texts.push_back(e.text);
     return texts;
   }
 
@@ -83,7 +69,7 @@ class ClosedCaptionsTest : public PlaybackTest {
 };
 
 TEST_F(ClosedCaptionsTest, HlsClosedCaptionRenditionsAreOptionsAndCc1ShowsEachScreenOnTime) {
-  openPlaying(server_.url(cea608Hls() + "/master.m3u8"), false);
+  openPlaying(server_.url(cea608Hls() + "/master.m3u8"));
   ASSERT_EQ(api().NativeGetCaptionStreamCount(0), 2);
   EXPECT_EQ(text(api().NativeGetCaptionStreamName(0, 0)), "English");
   EXPECT_EQ(text(api().NativeGetCaptionStreamLanguage(0, 0)), "en");
@@ -97,15 +83,11 @@ TEST_F(ClosedCaptionsTest, HlsClosedCaptionRenditionsAreOptionsAndCc1ShowsEachSc
     EXPECT_NE(std::find(texts.begin(), texts.end(), screen.text), texts.end()) << screen.text;
   }
   EXPECT_EQ(std::find(texts.begin(), texts.end(), kCc3Screens[0].text), texts.end());
-  for (const RecordedEvent& e : eventRecorder().events()) {
-    if (e.type == kCaptionEvent && !e.isError) {
-      EXPECT_NEAR(e.params[1], 6000, 100);
-    }
-  }
+  for (const RecordedEvent& e : captionEvents()) EXPECT_NEAR(e.params[1], 6000, 100);
 }
 
 TEST_F(ClosedCaptionsTest, SwitchingToCc3ShowsItsCaptionsAndCaptionsOffClearsOnce) {
-  openPlaying(server_.url(cea608Hls() + "/master.m3u8"), false);
+  openPlaying(server_.url(cea608Hls() + "/master.m3u8"));
   api().NativeSetCaptionStream(0, 1);
   size_t mark = 0;
   std::vector<Seen> seen = watch(3000, 2500, [&] {
@@ -121,7 +103,7 @@ TEST_F(ClosedCaptionsTest, SwitchingToCc3ShowsItsCaptionsAndCaptionsOffClearsOnc
 
 // A file has no manifest: its options are the channels found carrying text.
 TEST_F(ClosedCaptionsTest, ProgressiveFileShowsCc1ByDefaultAndListsTheChannelsCarryingText) {
-  openPlaying(cea608Mp4(), true);
+  openPlaying(cea608Mp4(), 0, true);
   expectScreens(watch(), kCc1Screens);
   ASSERT_EQ(api().NativeGetCaptionStreamCount(0), 2);
   EXPECT_EQ(text(api().NativeGetCaptionStreamName(0, 0)), "CC1");
@@ -134,7 +116,7 @@ TEST_F(ClosedCaptionsTest, LiveStreamRaisesCaptionEventsWithZeroTotalTime) {
   options.windowSegments = 3;
   LiveHlsPlaylist live(cea608Hls(), "", options);
   live.start();
-  openPlaying(server_.url(live.playlistPath()), false);
+  openPlaying(server_.url(live.playlistPath()));
   auto caption = eventRecorder().waitFor(
       [](const RecordedEvent& e) { return e.type == kCaptionEvent && !e.text.empty(); },
       seconds(30));

@@ -10,6 +10,7 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "support/event_recorder.h"
 #include "support/http_server.h"
@@ -21,6 +22,10 @@ namespace zent::test {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+
+constexpr int32_t kPlayEvent = 3;
+constexpr int32_t kCaptionEvent = 11;
+constexpr int32_t kEndEvent = 20;
 
 class PlaybackTest : public ZentApiTest {
  protected:
@@ -54,6 +59,25 @@ class PlaybackTest : public ZentApiTest {
       n += (e.playerIndex == player && e.type == type && e.isError == isError);
     }
     return n;
+  }
+  // Opens a URL (or with `local` a file) on a new auto-playing player 0 and
+  // waits until it plays.
+  void openPlaying(const std::string& url, int32_t mime = 1, bool local = false) {
+    ASSERT_EQ(api().NativeAddStream(1), 0);
+    ASSERT_EQ(local ? api().NativeOpenLocalContent(0, url.c_str())
+                    : api().NativeOpenURI(0, url.c_str(), mime),
+              0);
+    ASSERT_TRUE(waitForEvent(0, kPlayEvent, seconds(30))) << describe();
+  }
+  // Player 0's caption events from position `from`, clears included.
+  std::vector<RecordedEvent> captionEvents(size_t from = 0) {
+    std::vector<RecordedEvent> found;
+    for (const RecordedEvent& e : eventRecorder().events()) {
+      if (e.sequence >= from && !e.isError && e.playerIndex == 0 && e.type == kCaptionEvent) {
+        found.push_back(e);
+      }
+    }
+    return found;
   }
   // Polls a condition of the library's state (the host's way: it asks every frame).
   static bool pollUntil(const std::function<bool()>& condition, milliseconds timeout) {

@@ -84,6 +84,19 @@ TEST_P(TextureTest, ColourBarsComeBackWithTheirColours) {
   }
 }
 
+// The bars' channels all clip at 0 or 255; this blue has strong chroma and no
+// channel at a limit, so a chroma scale a few percent off shows.
+TEST_P(TextureTest, StrongChromaKeepsItsExactScale) {
+  GLuint texture = textureAfterConversionSettled(playUntilTexture(mp4_deep_blue()));
+  ASSERT_NE(texture, 0u) << describe();
+  for (auto [x, y] : {std::pair{320, 180}, std::pair{960, 540}}) {
+    auto rgba = pixel(texture, x, y);
+    EXPECT_LE(rgba[0], 2);
+    EXPECT_LE(rgba[1], 2);
+    EXPECT_NEAR(rgba[2], 239, 2);
+  }
+}
+
 TEST_P(TextureTest, AFullHdStreamGivesAFullHdTextureAndSize) {
   GLuint texture = textureAfterConversionSettled(playUntilTexture(mp4_1080p()));
   ASSERT_NE(texture, 0u) << describe();

@@ -18,7 +18,6 @@ struct CaptionScreen {
 // 6 s of 320x240 30 fps video. CC1 (field 1): pop-on "Café ♪" at 1.0 s, cleared
 // at 2.0 s, then roll-up (two rows) "One", "Two", "½ Three" typed from 2.5 s on,
 // cleared at 5.0 s. CC3 (field 2): pop-on "Hola ñ" at 1.5 s, cleared at 4.0 s.
-// The whole screens a viewer sees once each line is complete:
 extern const std::vector<CaptionScreen> kCc1Screens;
 extern const std::vector<CaptionScreen> kCc3Screens;
 
@@ -27,9 +26,6 @@ std::string cea608Mp4();
 
 // HLS (directory; open "master.m3u8"): MPEG-TS segments of 2 s, and a master
 // playlist whose variant has CLOSED-CAPTIONS="cc" with two renditions:
-// NAME="English" LANGUAGE="en" INSTREAM-ID="CC1" and NAME="Español"
-// LANGUAGE="es" INSTREAM-ID="CC3". "index.m3u8" is the media playlist (also
-// a source for LiveHlsPlaylist).
 std::string cea608Hls();
 
 }  // namespace zent::test

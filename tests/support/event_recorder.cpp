@@ -1,5 +1,6 @@
 #include "support/event_recorder.h"
 
+#include <map>
 #include <sstream>
 
 namespace zent::test {
@@ -22,26 +23,17 @@ std::string eventName(bool isError, int32_t type) {
     if (type == ZENTPLAYER_ERROR_NETWORK_FAILED) return "NETWORK_FAILED";
     return "ERROR_" + std::to_string(type);
   }
-  switch (type) {
-    case ZENTPLAYER_EVENT_PLAYBACK_READY:
-      return "PLAYBACK_READY";
-    case ZENTPLAYER_EVENT_PLAYBACK_PLAY:
-      return "PLAYBACK_PLAY";
-    case ZENTPLAYER_EVENT_PLAYBACK_PAUSE:
-      return "PLAYBACK_PAUSE";
-    case ZENTPLAYER_EVENT_PLAYBACK_STOP:
-      return "PLAYBACK_STOP";
-    case ZENTPLAYER_EVENT_PLAYBACK_SEEK:
-      return "PLAYBACK_SEEK";
-    case ZENTPLAYER_EVENT_CAPTION_TEXT:
-      return "CAPTION_TEXT";
-    case ZENTPLAYER_EVENT_NETWORK_CONNECTED:
-      return "NETWORK_CONNECTED";
-    case ZENTPLAYER_EVENT_END_OF_CONTENT:
-      return "END_OF_CONTENT";
-    default:
-      return "EVENT_" + std::to_string(type);
-  }
+  static const std::map<int32_t, const char*> kNames = {
+      {ZENTPLAYER_EVENT_PLAYBACK_READY, "PLAYBACK_READY"},
+      {ZENTPLAYER_EVENT_PLAYBACK_PLAY, "PLAYBACK_PLAY"},
+      {ZENTPLAYER_EVENT_PLAYBACK_PAUSE, "PLAYBACK_PAUSE"},
+      {ZENTPLAYER_EVENT_PLAYBACK_STOP, "PLAYBACK_STOP"},
+      {ZENTPLAYER_EVENT_PLAYBACK_SEEK, "PLAYBACK_SEEK"},
+      {ZENTPLAYER_EVENT_CAPTION_TEXT, "CAPTION_TEXT"},
+      {ZENTPLAYER_EVENT_NETWORK_CONNECTED, "NETWORK_CONNECTED"},
+      {ZENTPLAYER_EVENT_END_OF_CONTENT, "END_OF_CONTENT"}};
+  auto it = kNames.find(type);
+  return it != kNames.end() ? it->second : "EVENT_" + std::to_string(type);
 }
 
 EventPredicate isEvent(int32_t player, int32_t type) {
@@ -53,12 +45,6 @@ EventPredicate isEvent(int32_t player, int32_t type) {
 EventPredicate isError(int32_t player, int32_t type) {
   return [=](const RecordedEvent& e) {
     return e.isError && e.type == type && playerMatches(player, e.playerIndex);
-  };
-}
-
-EventPredicate hasText(int32_t player, const std::string& fragment) {
-  return [=](const RecordedEvent& e) {
-    return playerMatches(player, e.playerIndex) && e.text.find(fragment) != std::string::npos;
   };
 }
 
@@ -110,13 +96,6 @@ std::optional<RecordedEvent> EventRecorder::waitFor(const EventPredicate& predic
     return false;
   });
   return found;
-}
-
-bool EventRecorder::waitUntil(
-    const std::function<bool(const std::vector<RecordedEvent>&)>& condition,
-    std::chrono::milliseconds timeout) const {
-  std::unique_lock<std::mutex> lock(mutex_);
-  return arrived_.wait_for(lock, timeout, [&] { return condition(events_); });
 }
 
 bool EventRecorder::waitForCount(const EventPredicate& predicate, size_t count,

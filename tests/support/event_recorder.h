@@ -1,15 +1,5 @@
 // Records every event the library raises through its listener, so tests can
 // wait for one (with a timeout, never a sleep) and check order and contents.
-//
-//   api.NativeInit(eventRecorderListener);
-//   EventRecorder& events = eventRecorder();
-//   events.clear();
-//   ...
-//   auto ready = events.waitFor(isEvent(0, ZENTPLAYER_EVENT_PLAYBACK_READY), 10s);
-//   ASSERT_TRUE(ready) << events.describe();
-//
-// The listener is a plain C function and there is one recorder per process
-// (the library keeps one listener). It is safe to call from any thread.
 #ifndef ZENT_TESTS_SUPPORT_EVENT_RECORDER_H
 #define ZENT_TESTS_SUPPORT_EVENT_RECORDER_H
 
@@ -53,8 +43,6 @@ constexpr int32_t kAnyPlayer = std::numeric_limits<int32_t>::min();
 EventPredicate isEvent(int32_t player, int32_t type);
 // An error (isError true) of `type` from `player` (kAnyPlayer for any).
 EventPredicate isError(int32_t player, int32_t type);
-// An event or error from `player` whose text contains `fragment`.
-EventPredicate hasText(int32_t player, const std::string& fragment);
 
 // "PLAYBACK_READY", "NETWORK_FAILED", ... or the number for unknown codes.
 std::string eventName(bool isError, int32_t type);
@@ -69,9 +57,6 @@ class EventRecorder {
   // `timeout` for it to arrive.
   std::optional<RecordedEvent> waitFor(const EventPredicate& predicate,
                                        std::chrono::milliseconds timeout, size_t from = 0) const;
-  // Waits until `condition` holds for the whole list of events.
-  bool waitUntil(const std::function<bool(const std::vector<RecordedEvent>&)>& condition,
-                 std::chrono::milliseconds timeout) const;
   // Waits until at least `count` events match.
   bool waitForCount(const EventPredicate& predicate, size_t count,
                     std::chrono::milliseconds timeout, size_t from = 0) const;

@@ -50,12 +50,4 @@ std::string iso8601Utc(int64_t epochMs) {
   return text;
 }
 
-std::vector<std::string> linesStartingWith(std::string_view text, std::string_view prefix) {
-  std::vector<std::string> found;
-  forEachLine(text, [&](std::string_view line) {
-    if (line.substr(0, prefix.size()) == prefix) found.emplace_back(line);
-  });
-  return found;
-}
-
 }  // namespace zent::test

@@ -21,9 +21,6 @@ std::vector<HlsSegment> parseMediaSegments(std::string_view playlist);
 // "2024-05-01T12:00:00.000Z" for milliseconds since 1970 (UTC).
 std::string iso8601Utc(int64_t epochMs);
 
-// The lines of `text` that start with `prefix`, in order.
-std::vector<std::string> linesStartingWith(std::string_view text, std::string_view prefix);
-
 }  // namespace zent::test
 
 #endif

@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cctype>
 #include <cerrno>
+#include <charconv>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
@@ -22,21 +23,24 @@
 #include <list>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <thread>
 
-#include "support/http_request.h"
 #include "support/media_cache.h"
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
 namespace zent::test {
 namespace {
 
 constexpr size_t kMaxHeadBytes = 64 * 1024;
 constexpr size_t kChunkBytes = 64 * 1024;
+constexpr milliseconds kPauseCap{60000};     // a paused request is dropped after this
+constexpr milliseconds kIdleTimeout{30000};  // an idle keep-alive connection is closed
 
 bool equalsIgnoreCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
@@ -45,33 +49,154 @@ bool equalsIgnoreCase(std::string_view a, std::string_view b) {
          });
 }
 
+std::string_view trim(std::string_view text) {
+  while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front()))) {
+    text.remove_prefix(1);
+  }
+  while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) {
+    text.remove_suffix(1);
+  }
+  return text;
+}
+
 std::string percentEncodePath(std::string_view path) {
   static const char* kHex = "0123456789ABCDEF";
   std::string encoded;
   for (unsigned char c : path) {
-    if (std::isalnum(c) || c == '/' || c == '-' || c == '_' || c == '.' || c == '~') {
+    if (std::isalnum(c) || std::strchr("/-_.~", c) != nullptr) {
       encoded.push_back(static_cast<char>(c));
     } else {
-      encoded.push_back('%');
-      encoded.push_back(kHex[c >> 4]);
-      encoded.push_back(kHex[c & 15]);
+      encoded += {'%', kHex[c >> 4], kHex[c & 15]};
     }
   }
   return encoded;
 }
 
-bool hasDotDotSegment(std::string_view path) {
-  size_t start = 0;
-  while (start <= path.size()) {
-    size_t end = path.find('/', start);
-    if (end == std::string_view::npos) end = path.size();
-    if (path.substr(start, end - start) == "..") return true;
-    start = end + 1;
+std::string percentDecode(std::string_view text) {
+  std::string decoded;
+  for (size_t i = 0; i < text.size(); ++i) {
+    unsigned value = 0;
+    if (text[i] == '%' && i + 2 < text.size() &&
+        std::from_chars(text.data() + i + 1, text.data() + i + 3, value, 16).ptr ==
+            text.data() + i + 3) {
+      decoded.push_back(static_cast<char>(value));
+      i += 2;
+    } else {
+      decoded.push_back(text[i]);
+    }
   }
-  return false;
+  return decoded;
 }
 
-// Why waiting on a socket ended.
+// The path of a URL or request target, decoded, without query or fragment.
+std::string targetPath(std::string_view target) {
+  if (target.substr(0, 7) == "http://") {
+    size_t slash = target.find('/', 7);
+    target = slash == std::string_view::npos ? std::string_view("/") : target.substr(slash);
+  }
+  return percentDecode(target.substr(0, target.find_first_of("?#")));
+}
+
+std::string contentTypeFor(std::string_view path) {
+  // clang-format off
+  static const std::map<std::string, std::string> kTypes = {
+      {".m3u8", "application/vnd.apple.mpegurl"}, {".mpd", "application/dash+xml"},
+      {".mp4", "video/mp4"}, {".m4s", "video/iso.segment"}, {".m4a", "audio/mp4"},
+      {".ts", "video/mp2t"}, {".aac", "audio/aac"}, {".vtt", "text/vtt"},
+      {".srt", "application/x-subrip"}, {".mkv", "video/x-matroska"}, {".txt", "text/plain"}};
+  // clang-format on
+  size_t dot = path.rfind('.');
+  if (dot == std::string_view::npos || path.find('/', dot) != std::string_view::npos) {
+    return "application/octet-stream";
+  }
+  std::string extension(path.substr(dot));
+  std::transform(extension.begin(), extension.end(), extension.begin(), ::tolower);
+  auto it = kTypes.find(extension);
+  return it == kTypes.end() ? "application/octet-stream" : it->second;
+}
+
+const char* reasonPhrase(int status) {
+  // clang-format off
+  static const std::map<int, const char*> kPhrases = {
+      {200, "OK"}, {206, "Partial Content"}, {301, "Moved Permanently"}, {302, "Found"},
+      {400, "Bad Request"}, {403, "Forbidden"}, {404, "Not Found"}, {410, "Gone"},
+      {416, "Range Not Satisfiable"}, {500, "Internal Server Error"},
+      {503, "Service Unavailable"}};
+  // clang-format on
+  auto it = kPhrases.find(status);
+  return it == kPhrases.end() ? "Unknown" : it->second;
+}
+
+std::string headerOf(const std::vector<std::pair<std::string, std::string>>& headers,
+                     std::string_view name) {
+  for (const auto& [key, value] : headers) {
+    if (equalsIgnoreCase(key, name)) return value;
+  }
+  return "";
+}
+
+std::optional<HttpRequestRecord> parseRequest(std::string_view head, bool* keepAlive) {
+  HttpRequestRecord request;
+  size_t lineEnd = head.find("\r\n");
+  std::string_view line = head.substr(0, lineEnd);
+  size_t first = line.find(' ');
+  size_t last = line.rfind(' ');
+  if (first == std::string_view::npos || last == first) return std::nullopt;
+  request.method = line.substr(0, first);
+  request.target = line.substr(first + 1, last - first - 1);
+  std::string_view version = line.substr(last + 1);
+  if (version != "HTTP/1.1" && version != "HTTP/1.0") return std::nullopt;
+  request.path = targetPath(request.target);
+  if (request.path.empty() || request.path[0] != '/') return std::nullopt;
+  while (lineEnd != std::string_view::npos) {
+    size_t start = lineEnd + 2;
+    lineEnd = head.find("\r\n", start);
+    line = head.substr(start, lineEnd == std::string_view::npos ? lineEnd : lineEnd - start);
+    size_t colon = line.find(':');
+    if (line.empty()) continue;
+    if (colon == std::string_view::npos || colon == 0) return std::nullopt;
+    request.headers.emplace_back(line.substr(0, colon), trim(line.substr(colon + 1)));
+  }
+  std::string connection = headerOf(request.headers, "Connection");
+  std::transform(connection.begin(), connection.end(), connection.begin(), ::tolower);
+  *keepAlive = connection.find("close") == std::string::npos &&
+               (version == "HTTP/1.1" || connection.find("keep-alive") != std::string::npos);
+  return request;
+}
+
+// A single "bytes=" range against `size`: [first, last], nullopt when the whole
+// file is sent (none or malformed), first > last when unsatisfiable.
+std::optional<std::pair<uint64_t, uint64_t>> parseRange(std::string_view value, uint64_t size) {
+  value = trim(value);
+  if (!equalsIgnoreCase(value.substr(0, 6), "bytes=") || value.find(',') != value.npos) {
+    return std::nullopt;
+  }
+  value.remove_prefix(6);
+  size_t dash = value.find('-');
+  if (dash == std::string_view::npos) return std::nullopt;
+  auto number = [](std::string_view text, uint64_t& out) {
+    text = trim(text);
+    return !text.empty() && std::from_chars(text.data(), text.data() + text.size(), out).ptr ==
+                                text.data() + text.size();
+  };
+  uint64_t first = 0, last = size == 0 ? 0 : size - 1;
+  if (trim(value.substr(0, dash)).empty()) {  // the final N bytes
+    uint64_t suffix = 0;
+    if (!number(value.substr(dash + 1), suffix)) return std::nullopt;
+    if (suffix == 0 || size == 0) return std::pair<uint64_t, uint64_t>{1, 0};
+    first = suffix >= size ? 0 : size - suffix;
+    return std::pair{first, last};
+  }
+  if (!number(value.substr(0, dash), first)) return std::nullopt;
+  if (!trim(value.substr(dash + 1)).empty()) {
+    uint64_t to = 0;
+    if (!number(value.substr(dash + 1), to) || to < first) return std::nullopt;
+    last = std::min(last, to);
+  }
+  if (first >= size) return std::pair<uint64_t, uint64_t>{1, 0};
+  return std::pair{first, last};
+}
+
 enum class Wake { Ready, Timeout, Stop, Error };
 
 struct FileCloser {
@@ -84,17 +209,14 @@ struct FileCloser {
 }  // namespace
 
 std::string HttpRequestRecord::header(std::string_view name) const {
-  for (const auto& [key, value] : headers) {
-    if (equalsIgnoreCase(key, name)) return value;
-  }
-  return "";
+  return headerOf(headers, name);
 }
 
 struct HttpServer::Impl {
   struct Connection {
     uint64_t id = 0;
     int fd = -1;      // closed by its own thread, under the mutex
-    int wakeFd = -1;  // eventfd: dropConnections() pokes it
+    int wakeFd = -1;  // eventfd that dropConnections() pokes
     bool dropped = false;
     bool finished = false;
     std::thread thread;
@@ -103,16 +225,14 @@ struct HttpServer::Impl {
     }
   };
 
-  std::string root;           // absolute, as given
-  std::string canonicalRoot;  // symlinks resolved
-  Options options;
-  std::atomic<uint16_t> port{0};  // rewritten (same value) when listening resumes
-
-  int listenFd = -1;              // touched by the constructor, then only by the acceptor thread
-  int stopPipe[2] = {-1, -1};     // written once by stop(), never drained
+  std::string root;
+  std::string canonicalRoot;
+  std::atomic<uint16_t> port{0};
+  int listenFd = -1;              // the constructor's, then the acceptor thread's
+  int stopPipe[2] = {-1, -1};     // written once by stop()
   int controlPipe[2] = {-1, -1};  // pokes the acceptor to apply setRefuseConnections
 
-  std::mutex stopMutex;  // serialises stop()
+  std::mutex stopMutex;
   mutable std::mutex mutex;
   mutable std::condition_variable changed;
   bool stopping = false;
@@ -123,12 +243,11 @@ struct HttpServer::Impl {
   int stalled = 0;
   uint64_t bytesPerSecond = 0;
   std::atomic<uint64_t> bytesSent{0};
-  std::chrono::milliseconds delayShortest{0}, delayLongest{0};
+  milliseconds delayShortest{0}, delayLongest{0};
   std::minstd_rand delayDraw{20240611};
   std::map<std::string, std::pair<int, int>> statusOverrides;  // path -> (status, times left)
   std::map<std::string, Hostile> hostile;
   std::vector<HttpRequestRecord> log;
-  uint64_t logEpoch = 0;
   std::map<std::string, int> counts;
   int total = 0;
   uint64_t accepted = 0;
@@ -141,8 +260,6 @@ struct HttpServer::Impl {
       if (fd >= 0) close(fd);
     }
   }
-
-  // ---- listening -----------------------------------------------------------
 
   void openListener() {
     int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -176,8 +293,7 @@ struct HttpServer::Impl {
       pollfd fds[3] = {
           {stopPipe[0], POLLIN, 0}, {controlPipe[0], POLLIN, 0}, {listenFd, POLLIN, 0}};
       int ready = poll(fds, 3, 500);
-      if (ready < 0 && errno != EINTR) break;
-      if (fds[0].revents) break;
+      if ((ready < 0 && errno != EINTR) || fds[0].revents) break;
       if (fds[1].revents) applyRefuse();
       if (listenFd >= 0 && fds[2].revents) acceptOne();
       reapFinished();
@@ -190,16 +306,16 @@ struct HttpServer::Impl {
     while (read(controlPipe[0], drain, sizeof drain) > 0) {
     }
     std::unique_lock<std::mutex> lock(mutex);
-    bool wantListening = !refuse;
+    bool listening = !refuse;
     uint64_t generation = refuseRequested;
     lock.unlock();
-    if (wantListening && listenFd < 0) {
+    if (listening && listenFd < 0) {
       try {
         openListener();
       } catch (const std::exception&) {
-        // The port was taken meanwhile; stay closed rather than move ports.
+        // The port was taken meanwhile: stay closed rather than move ports.
       }
-    } else if (!wantListening) {
+    } else if (!listening) {
       closeListener();
     }
     lock.lock();
@@ -213,12 +329,7 @@ struct HttpServer::Impl {
     int one = 1;
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
     std::lock_guard<std::mutex> lock(mutex);
-    size_t open = 0;
-    for (const auto& connection : connections) open += connection->finished ? 0 : 1;
-    if (stopping || open >= options.maxConnections) {
-      static const char kBusy[] =
-          "HTTP/1.1 503 Service Unavailable\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
-      if (!stopping) send(fd, kBusy, sizeof kBusy - 1, MSG_NOSIGNAL);
+    if (stopping) {
       close(fd);
       return;
     }
@@ -229,7 +340,6 @@ struct HttpServer::Impl {
     Connection* raw = connection.get();
     connections.push_back(std::move(connection));
     raw->thread = std::thread([this, raw] { serve(raw); });
-    changed.notify_all();
   }
 
   void reapFinished() {
@@ -248,16 +358,12 @@ struct HttpServer::Impl {
     for (auto& connection : done) connection->thread.join();
   }
 
-  // ---- one connection --------------------------------------------------------
-
-  Wake waitFor(Connection* c, short events, std::chrono::milliseconds timeout) {
+  Wake waitFor(Connection* c, short events, milliseconds timeout) {
     pollfd fds[3] = {{c->fd, events, 0}, {stopPipe[0], POLLIN, 0}, {c->wakeFd, POLLIN, 0}};
     while (true) {
       int ready = poll(fds, 3, static_cast<int>(timeout.count()));
-      if (ready < 0) {
-        if (errno == EINTR) continue;
-        return Wake::Error;
-      }
+      if (ready < 0 && errno == EINTR) continue;
+      if (ready < 0) return Wake::Error;
       if (ready == 0) return Wake::Timeout;
       if (fds[1].revents || fds[2].revents) return Wake::Stop;
       if (fds[0].revents & (events | POLLHUP | POLLERR)) return Wake::Ready;
@@ -271,20 +377,22 @@ struct HttpServer::Impl {
         bytesSent += static_cast<uint64_t>(sent);
         data += sent;
         size -= static_cast<size_t>(sent);
+      } else if (sent < 0 && errno == EINTR) {
         continue;
+      } else if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+        if (waitFor(c, POLLOUT, kIdleTimeout) != Wake::Ready) return false;
+      } else {
+        return false;
       }
-      if (sent < 0 && errno == EINTR) continue;
-      if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-        if (waitFor(c, POLLOUT, options.idleTimeout) != Wake::Ready) return false;
-        continue;
-      }
-      return false;
     }
     return true;
   }
 
-  // Holds the caller while the server is paused. False when the request must
-  // be abandoned (stop, drop, or the pause cap passed).
+  bool sendAll(Connection* c, const std::string& data) {
+    return sendAll(c, data.data(), data.size());
+  }
+
+  // Holds the caller while paused; false when the request must be abandoned.
   bool passPauseGate(Connection* c) {
     std::unique_lock<std::mutex> lock(mutex);
     if (stopping || c->dropped) return false;
@@ -292,17 +400,10 @@ struct HttpServer::Impl {
     ++stalled;
     changed.notify_all();
     bool resumed =
-        changed.wait_for(lock, options.pauseCap, [&] { return !paused || stopping || c->dropped; });
+        changed.wait_for(lock, kPauseCap, [&] { return !paused || stopping || c->dropped; });
     --stalled;
     changed.notify_all();
     return resumed && !stopping && !c->dropped;
-  }
-
-  Clock::duration drawDelay() {
-    std::lock_guard<std::mutex> lock(mutex);
-    if (delayLongest <= delayShortest) return delayShortest;
-    std::uniform_int_distribution<int64_t> draw(delayShortest.count(), delayLongest.count());
-    return std::chrono::milliseconds(draw(delayDraw));
   }
 
   // Sleeps until `due` unless the server stops or the connection is dropped.
@@ -312,41 +413,36 @@ struct HttpServer::Impl {
     return !stopping && !c->dropped;
   }
 
-  void setStatus(size_t index, uint64_t epoch, int status) {
+  Clock::time_point responseDue() {
     std::lock_guard<std::mutex> lock(mutex);
-    if (epoch == logEpoch && index < log.size()) log[index].status = status;
+    if (delayLongest <= delayShortest) return Clock::now() + delayShortest;
+    std::uniform_int_distribution<int64_t> draw(delayShortest.count(), delayLongest.count());
+    return Clock::now() + milliseconds(draw(delayDraw));
   }
 
-  std::string responseHead(int status, const std::string& contentType, uint64_t length,
-                           bool keepAlive, const std::string& extra) {
-    std::string head = "HTTP/1.1 " + std::to_string(status) + " " + reasonPhrase(status) + "\r\n";
-    head += "Server: zent-test-server\r\n";
-    head += "Content-Type: " + contentType + "\r\n";
-    head += "Content-Length: " + std::to_string(length) + "\r\n";
-    head += "Accept-Ranges: bytes\r\n";
-    head += "Cache-Control: no-cache\r\n";
-    head += extra;
-    head += keepAlive ? "Connection: keep-alive\r\n" : "Connection: close\r\n";
-    head += "\r\n";
-    return head;
+  static std::string responseHead(int status, const std::string& type, uint64_t length,
+                                  bool keepAlive, const std::string& extra) {
+    return "HTTP/1.1 " + std::to_string(status) + " " + reasonPhrase(status) +
+           "\r\nServer: zent-test-server\r\nContent-Type: " + type +
+           "\r\nContent-Length: " + std::to_string(length) +
+           "\r\nAccept-Ranges: bytes\r\nCache-Control: no-cache\r\n" + extra +
+           (keepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n");
   }
 
-  // Records the status in the request log just before the response goes out,
-  // so a client that has its response also finds it in the log.
+  // The status goes into the request log just before the response goes out, so
+  // a client that has its response finds it in the log.
   using Announce = std::function<void(int)>;
 
-  // Answers with a short text body. False when the connection broke.
-  bool sendText(Connection* c, const HttpRequest& request, int status, bool keepAlive,
-                const Announce& announce, const std::string& extra = "") {
+  // A short text body; returns the status, 0 when the connection broke.
+  int sendText(Connection* c, const HttpRequestRecord& request, int status, bool keepAlive,
+               const Announce& announce, const std::string& extra = "") {
     announce(status);
     std::string body = std::to_string(status) + " " + reasonPhrase(status) + "\n";
     std::string head = responseHead(status, "text/plain", body.size(), keepAlive, extra);
-    if (request.method != "HEAD") head += body;
-    return sendAll(c, head.data(), head.size());
+    return sendAll(c, request.method == "HEAD" ? head : head + body) ? status : 0;
   }
 
-  // Leaves a request unanswered until the client goes away, the connection is
-  // dropped or the server stops. Anything the client sends meanwhile is dropped.
+  // Leaves a request unanswered until the client goes away, a drop or stop.
   void holdUnanswered(Connection* c) {
     {
       std::lock_guard<std::mutex> lock(mutex);
@@ -354,7 +450,7 @@ struct HttpServer::Impl {
       changed.notify_all();
     }
     char input[4096];
-    while (waitFor(c, POLLIN, std::chrono::milliseconds(500)) != Wake::Stop) {
+    while (waitFor(c, POLLIN, milliseconds(500)) != Wake::Stop) {
       ssize_t got = recv(c->fd, input, sizeof input, MSG_DONTWAIT);
       if (got == 0 || (got < 0 && errno != EAGAIN && errno != EINTR)) break;
     }
@@ -363,8 +459,8 @@ struct HttpServer::Impl {
     changed.notify_all();
   }
 
-  // An HLS media playlist sent as chunks for ever, at about 4 MiB/s.
-  bool sendEndlessPlaylist(Connection* c, const Announce& announce) {
+  // An HLS media playlist sent in chunks for ever, about 4 MiB/s.
+  void sendEndlessPlaylist(Connection* c, const Announce& announce) {
     auto asChunk = [](const std::string& data) {
       char size[32];
       std::snprintf(size, sizeof size, "%zx\r\n", data.size());
@@ -376,20 +472,22 @@ struct HttpServer::Impl {
     }
     const std::string chunk = asChunk(segments);
     announce(200);
-    std::string head =
-        "HTTP/1.1 200 OK\r\nContent-Type: application/vnd.apple.mpegurl\r\n"
-        "Transfer-Encoding: chunked\r\nCache-Control: no-cache\r\n\r\n" +
-        asChunk("#EXTM3U\n#EXT-X-TARGETDURATION:2\n#EXT-X-MEDIA-SEQUENCE:0\n");
-    if (!sendAll(c, head.data(), head.size())) return false;
-    for (auto due = Clock::now();; due += std::chrono::milliseconds(16)) {
-      if (!waitUntil(c, due) || !sendAll(c, chunk.data(), chunk.size())) return false;
+    if (!sendAll(c,
+                 "HTTP/1.1 200 OK\r\nContent-Type: application/vnd.apple.mpegurl\r\n"
+                 "Transfer-Encoding: chunked\r\nCache-Control: no-cache\r\n\r\n" +
+                     asChunk("#EXTM3U\n#EXT-X-TARGETDURATION:2\n#EXT-X-MEDIA-"
+                             "SEQUENCE:0\n"))) {
+      return;
+    }
+    for (auto due = Clock::now(); waitUntil(c, due) && sendAll(c, chunk); due += milliseconds(16)) {
     }
   }
 
-  // Sends one response. Returns its status, or 0 when the connection broke or
-  // was abandoned (then it must be closed).
-  int respond(Connection* c, const HttpRequest& request, bool keepAlive, const Announce& announce) {
+  // Sends one response: its status, or 0 when the connection must close.
+  int respond(Connection* c, const HttpRequestRecord& request, bool keepAlive,
+              const Announce& announce) {
     int overridden = 0;
+    Hostile kind = Hostile::None;
     {
       std::lock_guard<std::mutex> lock(mutex);
       auto it = statusOverrides.find(request.path);
@@ -397,77 +495,54 @@ struct HttpServer::Impl {
         overridden = it->second.first;
         if (it->second.second > 0 && --it->second.second == 0) statusOverrides.erase(it);
       }
+      auto bad = hostile.find(request.path);
+      if (bad != hostile.end()) kind = bad->second;
     }
-    if (overridden != 0)
-      return sendText(c, request, overridden, keepAlive, announce) ? overridden : 0;
-    Hostile kind = Hostile::None;
-    {
-      std::lock_guard<std::mutex> lock(mutex);
-      auto it = hostile.find(request.path);
-      if (it != hostile.end()) kind = it->second;
-    }
+    if (overridden != 0) return sendText(c, request, overridden, keepAlive, announce);
     switch (kind) {
       case Hostile::NeverAnswer:
         holdUnanswered(c);
         return 0;
       case Hostile::RedirectLoop:
         return sendText(c, request, 302, keepAlive, announce,
-                        "Location: " + request.target + "\r\n")
-                   ? 302
-                   : 0;
+                        "Location: " + request.target + "\r\n");
       case Hostile::EndlessPlaylist:
         sendEndlessPlaylist(c, announce);
         return 0;
       default:
         break;
     }
-    if (request.method != "GET" && request.method != "HEAD") {
-      return sendText(c, request, 405, keepAlive, announce, "Allow: GET, HEAD\r\n") ? 405 : 0;
-    }
-    if (hasDotDotSegment(request.path))
-      return sendText(c, request, 403, keepAlive, announce) ? 403 : 0;
-
-    const std::string file = root + request.path;
-    FileCloser handle{open(file.c_str(), O_RDONLY | O_CLOEXEC)};
+    FileCloser file{open((root + request.path).c_str(), O_RDONLY | O_CLOEXEC)};
     struct stat info {};
-    if (handle.fd < 0 || fstat(handle.fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-      return sendText(c, request, 404, keepAlive, announce) ? 404 : 0;
+    if (file.fd < 0 || fstat(file.fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+      return sendText(c, request, 404, keepAlive, announce);
     }
-    const uint64_t size = static_cast<uint64_t>(info.st_size);
-
-    ByteRange range{0, size == 0 ? 0 : size - 1};
+    const auto size = static_cast<uint64_t>(info.st_size);
+    std::pair<uint64_t, uint64_t> range{0, size == 0 ? 0 : size - 1};
     int status = 200;
     std::string extra;
-    std::string rangeHeader = request.header("Range");
-    if (!rangeHeader.empty()) {
-      switch (parseRange(rangeHeader, size, &range)) {
-        case RangeResult::Satisfiable:
-          status = 206;
-          extra = "Content-Range: bytes " + std::to_string(range.first) + "-" +
-                  std::to_string(range.last) + "/" + std::to_string(size) + "\r\n";
-          break;
-        case RangeResult::Unsatisfiable:
-          return sendText(c, request, 416, keepAlive, announce,
-                          "Content-Range: bytes */" + std::to_string(size) + "\r\n")
-                     ? 416
-                     : 0;
-        case RangeResult::None:
-          range = {0, size == 0 ? 0 : size - 1};
-          break;
+    if (auto asked = parseRange(request.header("Range"), size)) {
+      if (asked->first > asked->second) {
+        return sendText(c, request, 416, keepAlive, announce,
+                        "Content-Range: bytes */" + std::to_string(size) + "\r\n");
       }
+      range = *asked;
+      status = 206;
+      extra = "Content-Range: bytes " + std::to_string(range.first) + "-" +
+              std::to_string(range.second) + "/" + std::to_string(size) + "\r\n";
     }
-    const uint64_t length = size == 0 ? 0 : range.last - range.first + 1;
-    std::string head = responseHead(status, contentTypeFor(request.path), length, keepAlive, extra);
+    const uint64_t length = size == 0 ? 0 : range.second - range.first + 1;
     announce(status);
-    if (!sendAll(c, head.data(), head.size())) return 0;
+    if (!sendAll(c, responseHead(status, contentTypeFor(request.path), length, keepAlive, extra))) {
+      return 0;
+    }
     if (request.method == "HEAD") return status;
 
     std::vector<char> chunk(kChunkBytes);
     uint64_t offset = range.first;
     uint64_t left = kind == Hostile::StopAfterPart ? length / 3 : length;
-    uint64_t rate = 0;
+    uint64_t rate = 0, sentAtRate = 0;
     Clock::time_point rateStart{};
-    uint64_t sentAtRate = 0;
     while (left > 0) {
       if (!passPauseGate(c)) return 0;
       uint64_t currentRate;
@@ -475,7 +550,7 @@ struct HttpServer::Impl {
         std::lock_guard<std::mutex> lock(mutex);
         currentRate = kind == Hostile::Trickle ? 4096 : bytesPerSecond;
       }
-      if (currentRate != rate) {  // (re)start pacing from here
+      if (currentRate != rate) {  // pace from here
         rate = currentRate;
         rateStart = Clock::now();
         sentAtRate = 0;
@@ -489,9 +564,8 @@ struct HttpServer::Impl {
                             static_cast<double>(sentAtRate) / static_cast<double>(rate)));
         if (!waitUntil(c, due)) return 0;
       }
-      ssize_t got = pread(handle.fd, chunk.data(), want, static_cast<off_t>(offset));
-      if (got <= 0) return 0;  // the file shrank under us: end the connection
-      if (!sendAll(c, chunk.data(), static_cast<size_t>(got))) return 0;
+      ssize_t got = pread(file.fd, chunk.data(), want, static_cast<off_t>(offset));
+      if (got <= 0 || !sendAll(c, chunk.data(), static_cast<size_t>(got))) return 0;
       offset += static_cast<uint64_t>(got);
       left -= static_cast<uint64_t>(got);
       sentAtRate += static_cast<uint64_t>(got);
@@ -503,84 +577,50 @@ struct HttpServer::Impl {
     return status;
   }
 
-  void serve(Connection* c) {
-    std::string buffer;
+  // Reads one request head; false when the connection ends first.
+  bool readHead(Connection* c, std::string& buffer, std::string& head) {
     char input[16384];
-    bool open = true;
-    while (open) {
-      // Read one request head.
-      size_t headEnd;
-      while ((headEnd = buffer.find("\r\n\r\n")) == std::string::npos) {
-        if (buffer.size() > kMaxHeadBytes) {
-          open = false;
-          break;
-        }
-        if (waitFor(c, POLLIN, options.idleTimeout) != Wake::Ready) {
-          open = false;
-          break;
-        }
-        ssize_t got = recv(c->fd, input, sizeof input, 0);
-        if (got < 0 && (errno == EAGAIN || errno == EINTR)) continue;
-        if (got <= 0) {
-          open = false;
-          break;
-        }
-        buffer.append(input, static_cast<size_t>(got));
+    size_t end;
+    while ((end = buffer.find("\r\n\r\n")) == std::string::npos) {
+      if (buffer.size() > kMaxHeadBytes || waitFor(c, POLLIN, kIdleTimeout) != Wake::Ready) {
+        return false;
       }
-      if (!open) break;
-      std::optional<HttpRequest> request = parseHttpRequest(buffer.substr(0, headEnd));
-      buffer.erase(0, headEnd + 4);
+      ssize_t got = recv(c->fd, input, sizeof input, 0);
+      if (got < 0 && (errno == EAGAIN || errno == EINTR)) continue;
+      if (got <= 0) return false;
+      buffer.append(input, static_cast<size_t>(got));
+    }
+    head = buffer.substr(0, end);
+    buffer.erase(0, end + 4);
+    return true;
+  }
+
+  void serve(Connection* c) {
+    std::string buffer, head;
+    while (readHead(c, buffer, head)) {
+      bool keepAlive = false;
+      std::optional<HttpRequestRecord> request = parseRequest(head, &keepAlive);
       if (!request) {
-        HttpRequest bad;
-        bad.method = "GET";
-        sendText(c, bad, 400, false, [](int) {});
+        sendText(c, HttpRequestRecord{}, 400, false, [](int) {});
         break;
       }
-      // A request body (unusual for GET) is read and dropped.
-      uint64_t bodyLength = 0;
-      std::string lengthHeader = request->header("Content-Length");
-      if (!lengthHeader.empty()) bodyLength = std::strtoull(lengthHeader.c_str(), nullptr, 10);
-      while (bodyLength > 0 && open) {
-        if (!buffer.empty()) {
-          size_t take = static_cast<size_t>(std::min<uint64_t>(bodyLength, buffer.size()));
-          buffer.erase(0, take);
-          bodyLength -= take;
-          continue;
-        }
-        if (waitFor(c, POLLIN, options.idleTimeout) != Wake::Ready) open = false;
-        ssize_t got = open ? recv(c->fd, input, sizeof input, 0) : 0;
-        if (got < 0 && (errno == EAGAIN || errno == EINTR)) continue;
-        if (got <= 0) open = false;
-        if (open) buffer.append(input, static_cast<size_t>(got));
-      }
-      if (!open) break;
-
+      request->connection = c->id;
       size_t index;
-      uint64_t epoch;
       {
         std::lock_guard<std::mutex> lock(mutex);
-        HttpRequestRecord record;
-        record.method = request->method;
-        record.path = request->path;
-        record.target = request->target;
-        record.headers = request->headers;
-        record.connection = c->id;
-        log.push_back(std::move(record));
+        log.push_back(*request);
         index = log.size() - 1;
-        epoch = logEpoch;
         ++counts[request->path];
         ++total;
         changed.notify_all();
       }
-      if (!passPauseGate(c)) break;
-      if (!waitUntil(c, Clock::now() + drawDelay())) break;
-      const bool keepAlive = request->keepAlive();
-      int status =
-          respond(c, *request, keepAlive, [&](int answered) { setStatus(index, epoch, answered); });
-      if (status == 0) break;
-      if (!keepAlive) break;
+      if (!passPauseGate(c) || !waitUntil(c, responseDue())) break;
+      int status = respond(c, *request, keepAlive, [&](int answered) {
+        std::lock_guard<std::mutex> lock(mutex);
+        log[index].status = answered;
+      });
+      if (status == 0 || !keepAlive) break;
     }
-
     std::lock_guard<std::mutex> lock(mutex);
     if (c->dropped) {
       linger reset{1, 0};  // close with RST
@@ -591,22 +631,30 @@ struct HttpServer::Impl {
     c->finished = true;
     changed.notify_all();
   }
+
+  std::string requestPath(std::string_view path) const {
+    std::string text(path);
+    if (text.rfind("http://", 0) == 0) return targetPath(text);
+    for (const std::string& base : {root, canonicalRoot}) {
+      if (text == base) return "/";
+      if (text.size() > base.size() && text.compare(0, base.size(), base) == 0 &&
+          text[base.size()] == '/') {
+        return text.substr(base.size());
+      }
+    }
+    return !text.empty() && text[0] == '/' ? text : "/" + text;
+  }
 };
 
-// ---- public face -------------------------------------------------------------
+HttpServer::HttpServer() : HttpServer(mediaCacheDir()) {}
 
-HttpServer::HttpServer() : HttpServer(mediaCacheDir(), Options{}) {}
-
-HttpServer::HttpServer(std::string root) : HttpServer(std::move(root), Options{}) {}
-
-HttpServer::HttpServer(std::string root, Options options) : impl_(std::make_unique<Impl>()) {
+HttpServer::HttpServer(std::string root) : impl_(std::make_unique<Impl>()) {
   Impl& s = *impl_;
   s.root = fs::absolute(root).lexically_normal().string();
   while (s.root.size() > 1 && s.root.back() == '/') s.root.pop_back();
   std::error_code ec;
   s.canonicalRoot = fs::weakly_canonical(s.root, ec).string();
   if (ec) s.canonicalRoot = s.root;
-  s.options = options;
   if (pipe2(s.stopPipe, O_CLOEXEC | O_NONBLOCK) != 0 ||
       pipe2(s.controlPipe, O_CLOEXEC | O_NONBLOCK) != 0) {
     throw std::runtime_error(std::string("pipe: ") + std::strerror(errno));
@@ -627,47 +675,18 @@ const std::string& HttpServer::root() const {
   return impl_->root;
 }
 
-std::string HttpServer::requestPath(std::string_view path) const {
-  std::string text(path);
-  if (text.rfind("http://", 0) == 0) {
-    size_t slash = text.find('/', 7);
-    text = slash == std::string::npos ? "/" : text.substr(slash);
-    text = text.substr(0, text.find_first_of("?#"));
-    return percentDecode(text).value_or(text);
-  }
-  for (const std::string& root : {impl_->root, impl_->canonicalRoot}) {
-    if (text == root) return "/";
-    if (text.size() > root.size() && text.compare(0, root.size(), root) == 0 &&
-        text[root.size()] == '/') {
-      return text.substr(root.size());
-    }
-  }
-  if (!text.empty() && text[0] == '/') return text;
-  return "/" + text;
-}
-
 std::string HttpServer::url(std::string_view path) const {
   return "http://127.0.0.1:" + std::to_string(impl_->port.load()) +
-         percentEncodePath(requestPath(path));
+         percentEncodePath(impl_->requestPath(path));
 }
 
 void HttpServer::setStatusFor(std::string_view path, int status, int times) {
   std::lock_guard<std::mutex> lock(impl_->mutex);
   if (times == 0) {
-    impl_->statusOverrides.erase(requestPath(path));
+    impl_->statusOverrides.erase(impl_->requestPath(path));
   } else {
-    impl_->statusOverrides[requestPath(path)] = {status, times < 0 ? -1 : times};
+    impl_->statusOverrides[impl_->requestPath(path)] = {status, times < 0 ? -1 : times};
   }
-}
-
-void HttpServer::clearStatusFor(std::string_view path) {
-  std::lock_guard<std::mutex> lock(impl_->mutex);
-  impl_->statusOverrides.erase(requestPath(path));
-}
-
-void HttpServer::clearAllStatus() {
-  std::lock_guard<std::mutex> lock(impl_->mutex);
-  impl_->statusOverrides.clear();
 }
 
 void HttpServer::setPaused(bool paused) {
@@ -676,32 +695,20 @@ void HttpServer::setPaused(bool paused) {
   impl_->changed.notify_all();
 }
 
-bool HttpServer::paused() const {
-  std::lock_guard<std::mutex> lock(impl_->mutex);
-  return impl_->paused;
-}
-
-int HttpServer::stalledCount() const {
-  std::lock_guard<std::mutex> lock(impl_->mutex);
-  return impl_->stalled;
-}
-
-bool HttpServer::waitForStalled(int count, std::chrono::milliseconds timeout) const {
+bool HttpServer::waitForStalled(int count, milliseconds timeout) const {
   std::unique_lock<std::mutex> lock(impl_->mutex);
   return impl_->changed.wait_for(lock, timeout, [&] { return impl_->stalled >= count; });
 }
 
 void HttpServer::setRefuseConnections(bool refuse) {
-  uint64_t generation;
-  {
-    std::lock_guard<std::mutex> lock(impl_->mutex);
-    if (impl_->stopping) return;
-    impl_->refuse = refuse;
-    generation = ++impl_->refuseRequested;
-  }
+  std::unique_lock<std::mutex> lock(impl_->mutex);
+  if (impl_->stopping) return;
+  impl_->refuse = refuse;
+  uint64_t generation = ++impl_->refuseRequested;
+  lock.unlock();
   char poke = 1;
   [[maybe_unused]] ssize_t written = write(impl_->controlPipe[1], &poke, 1);
-  std::unique_lock<std::mutex> lock(impl_->mutex);
+  lock.lock();
   impl_->changed.wait(lock, [&] { return impl_->refuseApplied >= generation || impl_->stopping; });
 }
 
@@ -716,24 +723,9 @@ void HttpServer::dropConnections() {
   impl_->changed.notify_all();
 }
 
-uint64_t HttpServer::bytesSent() const {
-  return impl_->bytesSent.load();
-}
-
-void HttpServer::setResponseDelay(std::chrono::milliseconds shortest,
-                                  std::chrono::milliseconds longest) {
-  std::lock_guard<std::mutex> lock(impl_->mutex);
-  impl_->delayShortest = shortest;
-  impl_->delayLongest = longest;
-}
-
 void HttpServer::setHostile(std::string_view path, Hostile kind) {
   std::lock_guard<std::mutex> lock(impl_->mutex);
-  if (kind == Hostile::None) {
-    impl_->hostile.erase(requestPath(path));
-  } else {
-    impl_->hostile[requestPath(path)] = kind;
-  }
+  impl_->hostile[impl_->requestPath(path)] = kind;
 }
 
 void HttpServer::setBytesPerSecond(uint64_t bytesPerSecond) {
@@ -742,8 +734,14 @@ void HttpServer::setBytesPerSecond(uint64_t bytesPerSecond) {
   impl_->changed.notify_all();
 }
 
+void HttpServer::setResponseDelay(milliseconds shortest, milliseconds longest) {
+  std::lock_guard<std::mutex> lock(impl_->mutex);
+  impl_->delayShortest = shortest;
+  impl_->delayLongest = longest;
+}
+
 int HttpServer::requestCount(std::string_view path) const {
-  std::string key = requestPath(path);
+  std::string key = impl_->requestPath(path);
   std::lock_guard<std::mutex> lock(impl_->mutex);
   auto it = impl_->counts.find(key);
   return it == impl_->counts.end() ? 0 : it->second;
@@ -754,16 +752,8 @@ int HttpServer::totalRequestCount() const {
   return impl_->total;
 }
 
-int HttpServer::connectionCount() const {
-  std::lock_guard<std::mutex> lock(impl_->mutex);
-  return static_cast<int>(impl_->accepted);
-}
-
-int HttpServer::openConnectionCount() const {
-  std::lock_guard<std::mutex> lock(impl_->mutex);
-  int open = 0;
-  for (const auto& connection : impl_->connections) open += connection->finished ? 0 : 1;
-  return open;
+uint64_t HttpServer::bytesSent() const {
+  return impl_->bytesSent.load();
 }
 
 std::vector<HttpRequestRecord> HttpServer::requests() const {
@@ -771,9 +761,8 @@ std::vector<HttpRequestRecord> HttpServer::requests() const {
   return impl_->log;
 }
 
-bool HttpServer::waitForRequests(std::string_view path, int count,
-                                 std::chrono::milliseconds timeout) const {
-  std::string key = requestPath(path);
+bool HttpServer::waitForRequests(std::string_view path, int count, milliseconds timeout) const {
+  std::string key = impl_->requestPath(path);
   std::unique_lock<std::mutex> lock(impl_->mutex);
   return impl_->changed.wait_for(lock, timeout, [&] {
     auto it = impl_->counts.find(key);
@@ -781,18 +770,10 @@ bool HttpServer::waitForRequests(std::string_view path, int count,
   });
 }
 
-void HttpServer::resetCounters() {
-  std::lock_guard<std::mutex> lock(impl_->mutex);
-  impl_->log.clear();
-  ++impl_->logEpoch;
-  impl_->counts.clear();
-  impl_->total = 0;
-}
-
 void HttpServer::stop() {
   Impl& s = *impl_;
   std::lock_guard<std::mutex> serial(s.stopMutex);
-  if (!s.acceptor.joinable()) return;  // stopped before
+  if (!s.acceptor.joinable()) return;
   {
     std::lock_guard<std::mutex> lock(s.mutex);
     s.stopping = true;
@@ -800,13 +781,11 @@ void HttpServer::stop() {
   }
   char poke = 1;
   [[maybe_unused]] ssize_t written = write(s.stopPipe[1], &poke, 1);
-  if (s.acceptor.joinable()) s.acceptor.join();
-  // No connection is accepted any more; every thread sees the stop pipe.
-  std::list<std::unique_ptr<Impl::Connection>> all;
+  s.acceptor.join();
+  std::list<std::unique_ptr<Impl::Connection>> all;  // every thread sees the stop pipe now
   {
     std::lock_guard<std::mutex> lock(s.mutex);
     all = std::move(s.connections);
-    s.connections.clear();
   }
   for (auto& connection : all) connection->thread.join();
 }

@@ -65,7 +65,7 @@ void LiveHlsPlaylist::start() {
       last_ = options_.windowSegments - 1;
       publishLocked();
     }
-    if (!options_.autoAdvance || clock_.joinable() || ended_) return;
+    if (!options_.autoAdvance || clock_.joinable()) return;
     stopping_ = false;
   }
   clock_ = std::thread([this] { clockLoop(); });
@@ -82,16 +82,7 @@ void LiveHlsPlaylist::stop() {
 
 void LiveHlsPlaylist::advance() {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (ended_) return;
   ++last_;
-  publishLocked();
-}
-
-void LiveHlsPlaylist::endStream() {
-  stop();
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (last_ < 0) last_ = options_.windowSegments - 1;
-  ended_ = true;
   publishLocked();
 }
 
@@ -107,26 +98,6 @@ int64_t LiveHlsPlaylist::mediaSequence() const {
 int64_t LiveHlsPlaylist::lastSegment() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return last_;
-}
-
-double LiveHlsPlaylist::targetDuration() const {
-  return targetDuration_;
-}
-
-double LiveHlsPlaylist::segmentDuration() const {
-  return source_.front().duration;
-}
-
-std::string LiveHlsPlaylist::playlistText() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return text_;
-}
-
-bool LiveHlsPlaylist::waitForMediaSequence(int64_t sequence,
-                                           std::chrono::milliseconds timeout) const {
-  std::unique_lock<std::mutex> lock(mutex_);
-  return changed_.wait_for(
-      lock, timeout, [&] { return last_ >= 0 && last_ - options_.windowSegments + 1 >= sequence; });
 }
 
 void LiveHlsPlaylist::publishLocked() {
@@ -164,9 +135,7 @@ void LiveHlsPlaylist::publishLocked() {
     std::snprintf(extinf, sizeof extinf, "#EXTINF:%.6f,\n", segment.duration);
     text << extinf << name << "\n";
   }
-  if (ended_) text << "#EXT-X-ENDLIST\n";
-  text_ = text.str();
-  writeFileAtomically(playlistPath(), text_);
+  writeFileAtomically(playlistPath(), text.str());
   changed_.notify_all();
 }
 
@@ -179,7 +148,6 @@ void LiveHlsPlaylist::clockLoop() {
     tick += std::chrono::duration_cast<std::chrono::steady_clock::duration>(
         std::chrono::duration<double>(next.duration));
     if (changed_.wait_until(lock, tick, [this] { return stopping_; })) break;
-    if (ended_) break;
     ++last_;
     publishLocked();
   }

@@ -1,18 +1,6 @@
 // A live HLS stream made from pre-encoded segments: a sliding-window media
 // playlist (no EXT-X-ENDLIST, EXT-X-MEDIA-SEQUENCE advancing) rewritten
 // atomically in a directory that an HttpServer serves.
-//
-//   HttpServer server;                        // serves the media cache
-//   LiveHlsPlaylist live(hls_live_segments());
-//   live.start();                             // one new segment per second
-//   player.open(server.url(live.playlistPath()));
-//
-// Segment k of the stream (k = 0, 1, 2, ...) is published as "s<k>.ts", a hard
-// link to source segment k mod N, so every URI is unique and stays valid for
-// the life of the object. When the source runs out it starts over, with
-// EXT-X-DISCONTINUITY before the repeat and EXT-X-DISCONTINUITY-SEQUENCE kept.
-// The clock advances in real time (live streams do); tests that need control
-// construct it with autoAdvance = false and call advance() themselves.
 #ifndef ZENT_TESTS_SUPPORT_LIVE_HLS_PLAYLIST_H
 #define ZENT_TESTS_SUPPORT_LIVE_HLS_PLAYLIST_H
 
@@ -57,21 +45,12 @@ class LiveHlsPlaylist {
   void stop();
   // Publishes the next segment now and drops the oldest from the window.
   void advance();
-  // Stops the clock and appends EXT-X-ENDLIST: the live stream has ended.
-  void endStream();
 
-  // The playlist file (absolute path) and the directory it is in.
+  // The playlist file (absolute path).
   std::string playlistPath() const;
-  const std::string& servedDir() const { return servedDir_; }
 
-  int64_t mediaSequence() const;     // EXT-X-MEDIA-SEQUENCE now (first listed segment)
-  int64_t lastSegment() const;       // number of the newest listed segment, -1 before start()
-  double targetDuration() const;     // EXT-X-TARGETDURATION
-  double segmentDuration() const;    // duration of source segment 0
-  std::string playlistText() const;  // the playlist as last written
-
-  // Waits until EXT-X-MEDIA-SEQUENCE reaches `sequence`; false on timeout.
-  bool waitForMediaSequence(int64_t sequence, std::chrono::milliseconds timeout) const;
+  int64_t mediaSequence() const;  // EXT-X-MEDIA-SEQUENCE now (first listed segment)
+  int64_t lastSegment() const;    // number of the newest listed segment, -1 before start()
 
  private:
   void publishLocked();
@@ -87,9 +66,7 @@ class LiveHlsPlaylist {
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
   int64_t last_ = -1;
-  bool ended_ = false;
   bool stopping_ = false;
-  std::string text_;
   std::thread clock_;
 };
 

@@ -4,18 +4,8 @@ namespace zent::test {
 namespace {
 
 const char* levelName(int32_t level) {
-  switch (level) {
-    case 0:
-      return "DEBUG";
-    case 1:
-      return "INFO";
-    case 2:
-      return "WARNING";
-    case 3:
-      return "ERROR";
-    default:
-      return "LEVEL?";
-  }
+  static const char* const kNames[] = {"DEBUG", "INFO", "WARNING", "ERROR"};
+  return level >= 0 && level < 4 ? kNames[level] : "LEVEL?";
 }
 
 }  // namespace

@@ -1,10 +1,5 @@
 // Records every line the library hands to its log callback, so tests can wait
 // for a message and check its level and text.
-//
-//   api.NativeSetLogCallback(logRecorderCallback);
-//   auto line = logRecorder().waitFor("Cannot perform Play", 5s);
-//   ASSERT_TRUE(line) << logRecorder().describe();
-//   EXPECT_EQ(line->level, ZENTPLAYER_LOG_ERROR);
 #ifndef ZENT_TESTS_SUPPORT_LOG_RECORDER_H
 #define ZENT_TESTS_SUPPORT_LOG_RECORDER_H
 

@@ -19,16 +19,9 @@ using MediaMaker = std::function<void(const std::string& partialPath)>;
 
 // Returns mediaCacheDir()/<key>, making it first when it is absent. `key` names
 // the item and its recipe version and carries the item's extension, e.g.
-// "mp4_720p-v1.mp4" or "hls_vod-v1" (a directory); bump the version when the
-// recipe changes. While making, an exclusive flock on <cache>/.locks/<key>.lock
-// keeps other threads and processes waiting, so the item is made once. `make`
-// writes under <cache>/.partial/ and the result is renamed into place, so no
-// reader ever sees half an item. If `make` throws, nothing is left behind and
-// the exception propagates (a later call tries again).
 std::string cachedMedia(const std::string& key, const MediaMaker& make);
 
 // Runs ffmpeg (with -hide_banner -nostdin -loglevel error -y before `args`).
-// Throws std::runtime_error with ffmpeg's stderr when it fails.
 void runFfmpeg(const std::vector<std::string>& args);
 
 // Runs ffprobe (with -v error before `args`) and returns its stdout. Throws on

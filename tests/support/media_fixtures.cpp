@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 #include <system_error>
 
@@ -51,26 +52,6 @@ std::string mp4_1080p() {
   });
 }
 
-std::string mp4_1080p_long() {
-  const std::string clip = mp4_1080p();
-  return cachedMedia("mp4_1080p_long-v2.mp4", [&clip](const std::string& out) {
-    // Six copies of the 10 s clip joined without re-encoding: a minute of
-    // 1080p costs a remux instead of a 20 s encode.
-    const std::string list = out + ".list.txt";
-    std::string entries;
-    for (int i = 0; i < 6; ++i) entries += "file '" + clip + "'\n";
-    writeFile(list, entries);
-    try {
-      runFfmpeg(
-          {"-f", "concat", "-safe", "0", "-i", list, "-c", "copy", "-movflags", "+faststart", out});
-    } catch (...) {
-      fs::remove(list);
-      throw;
-    }
-    fs::remove(list);
-  });
-}
-
 // ---- Colour bars -------------------------------------------------------
 
 const std::array<PatternBand, 8>& patternBands() {
@@ -89,70 +70,60 @@ const std::array<PatternBand, 8>& patternBands() {
   return bands;
 }
 
-const PatternBand& patternBandAt(int x) {
-  const auto& bands = patternBands();
-  int index =
-      std::clamp(x, 0, kPatternWidth - 1) / (kPatternWidth / static_cast<int>(bands.size()));
-  return bands[static_cast<size_t>(index)];
-}
+namespace {
 
-std::vector<uint8_t> patternFrame(PixelLayout layout) {
-  constexpr size_t kW = kPatternWidth;
-  constexpr size_t kH = kPatternHeight;
-  std::vector<uint8_t> frame(kW * kH * 3 / 2);
-  uint8_t* luma = frame.data();
-  uint8_t* chroma = luma + kW * kH;
-  for (size_t x = 0; x < kW; ++x) luma[x] = patternBandAt(static_cast<int>(x)).y;
-  for (size_t row = 1; row < kH; ++row) std::copy_n(luma, kW, luma + row * kW);
-
-  // Bands are 160 pixels wide, so no 2x2 chroma block straddles two bands.
-  const size_t cw = kW / 2;
-  const size_t ch = kH / 2;
-  if (layout == PixelLayout::I420) {
-    uint8_t* u = chroma;
-    uint8_t* v = chroma + cw * ch;
-    for (size_t row = 0; row < ch; ++row) {
-      for (size_t x = 0; x < cw; ++x) {
-        const PatternBand& band = patternBandAt(static_cast<int>(x * 2));
-        u[row * cw + x] = band.u;
-        v[row * cw + x] = band.v;
-      }
-    }
-  } else {
-    for (size_t row = 0; row < ch; ++row) {
-      for (size_t x = 0; x < cw; ++x) {
-        const PatternBand& band = patternBandAt(static_cast<int>(x * 2));
-        chroma[row * kW + 2 * x] = band.u;
-        chroma[row * kW + 2 * x + 1] = band.v;
-      }
+// One I420 frame whose Y'CbCr codes depend on the column only.
+std::string frameI420(const std::function<std::array<uint8_t, 3>(size_t)>& codesAt) {
+  constexpr size_t kW = kPatternWidth, kH = kPatternHeight;
+  std::string frame(kW * kH * 3 / 2, '\0');
+  for (size_t x = 0; x < kW; ++x) {
+    const auto codes = codesAt(x);
+    for (size_t row = 0; row < kH; ++row) frame[row * kW + x] = codes[0];
+    for (size_t row = 0; row < kH / 2 && x % 2 == 0; ++row) {
+      frame[kW * kH + row * kW / 2 + x / 2] = codes[1];
+      frame[kW * kH * 5 / 4 + row * kW / 2 + x / 2] = codes[2];
     }
   }
   return frame;
 }
 
+// The raw frame goes straight to the encoder, so no RGB-to-YUV step of
+// ffmpeg's own stands between the codes and the stream. Flat 16x16-aligned
+// blocks at CRF 18 decode exactly.
+void encodeStill(const std::string& frame, const std::string& out) {
+  const std::string raw = out + ".frame.yuv";
+  writeFile(raw, frame);
+  try {
+    runFfmpeg(Args{"-f", "rawvideo", "-pix_fmt", "yuv420p", "-s", "1280x720", "-r", "30",
+                   "-stream_loop", "-1", "-i", raw, "-t", "5"} +
+              h264Video() +
+              Args{"-crf", "18", "-colorspace", "bt709", "-color_primaries", "bt709", "-color_trc",
+                   "bt709", "-color_range", "tv", "-movflags", "+faststart", out});
+  } catch (...) {
+    fs::remove(raw);
+    throw;
+  }
+  fs::remove(raw);
+}
+
+}  // namespace
+
 std::string mp4_pattern() {
   return cachedMedia("mp4_pattern-v1.mp4", [](const std::string& out) {
-    // The raw frame goes straight to the encoder, so no RGB-to-YUV step of
-    // ffmpeg's own (with its matrix and rounding) stands between the codes
-    // above and the stream. Flat 16x16-aligned blocks at CRF 18 decode exactly.
-    const std::string raw = out + ".frame.yuv";
-    std::vector<uint8_t> frame = patternFrame(PixelLayout::I420);
-    writeFile(raw, std::string_view(reinterpret_cast<const char*>(frame.data()), frame.size()));
-    try {
-      runFfmpeg(Args{"-f", "rawvideo", "-pix_fmt", "yuv420p", "-s", "1280x720", "-r", "30",
-                     "-stream_loop", "-1", "-i", raw, "-t", "5"} +
-                h264Video() +
-                Args{"-crf", "18", "-colorspace", "bt709", "-color_primaries", "bt709",
-                     "-color_trc", "bt709", "-color_range", "tv", "-movflags", "+faststart", out});
-    } catch (...) {
-      fs::remove(raw);
-      throw;
-    }
-    fs::remove(raw);
+    // Bands are 160 pixels wide: no 2x2 chroma block straddles two of them.
+    encodeStill(frameI420([](size_t x) {
+                  const PatternBand& band = patternBands()[x / 160];
+                  return std::array<uint8_t, 3>{band.y, band.u, band.v};
+                }),
+                out);
   });
 }
 
-// ---- DASH --------------------------------------------------------------
+std::string mp4_deep_blue() {
+  return cachedMedia("mp4_deep_blue-v1.mp4", [](const std::string& out) {
+    encodeStill(frameI420([](size_t) { return std::array<uint8_t, 3>{31, 233, 118}; }), out);
+  });
+}
 
 std::string dash_vod() {
   return cachedMedia("dash_vod-v1", [](const std::string& out) {

@@ -9,36 +9,23 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
+#include <thread>
 
 extern char** environ;
 
 namespace zent::test {
 namespace {
 
-// Output beyond this is dropped: gst-launch -v can print megabytes.
-constexpr size_t kMaxCapture = 16 * 1024 * 1024;
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
-void appendCapped(std::string& to, const char* data, size_t size) {
-  if (to.size() >= kMaxCapture) return;
-  to.append(data, std::min(size, kMaxCapture - to.size()));
+std::string tail(const std::string& text) {
+  constexpr size_t kTail = 3000;
+  return text.size() > kTail ? "..." + text.substr(text.size() - kTail) : text;
 }
-
-struct Pipe {
-  int read = -1;
-  int write = -1;
-  bool open() {
-    int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) return false;
-    read = fds[0];
-    write = fds[1];
-    return true;
-  }
-  ~Pipe() {
-    if (read >= 0) close(read);
-    if (write >= 0) close(write);
-  }
-};
 
 }  // namespace
 
@@ -46,19 +33,12 @@ std::string quoteCommand(const std::vector<std::string>& argv) {
   std::string line;
   for (const std::string& arg : argv) {
     if (!line.empty()) line += ' ';
-    bool plain =
-        !arg.empty() && arg.find_first_of(" \t\n'\"\\$`*?[]{}();&|<>!#~") == std::string::npos;
-    if (plain) {
+    if (!arg.empty() && arg.find_first_of(" \t\n'\"\\$`*?[]{}();&|<>!#~") == std::string::npos) {
       line += arg;
       continue;
     }
     line += '\'';
-    for (char c : arg) {
-      if (c == '\'')
-        line += "'\\''";
-      else
-        line += c;
-    }
+    for (char c : arg) line += c == '\'' ? std::string("'\\''") : std::string(1, c);
     line += '\'';
   }
   return line;
@@ -66,115 +46,204 @@ std::string quoteCommand(const std::vector<std::string>& argv) {
 
 std::string ProcessResult::describe() const {
   std::string text = "command: " + command + "\n";
-  if (!started)
+  if (!started) {
     text += "could not be started";
-  else if (timedOut)
+  } else if (timedOut) {
     text += "killed after its time limit";
-  else if (signal != 0)
+  } else if (signal != 0) {
     text += "ended by signal " + std::to_string(signal);
-  else
+  } else {
     text += "exit code " + std::to_string(exitCode);
-  constexpr size_t kTail = 3000;
-  if (!err.empty()) {
-    text += "\nstderr (tail):\n";
-    text += err.size() > kTail ? err.substr(err.size() - kTail) : err;
   }
+  if (!err.empty()) text += "\nstderr (tail):\n" + tail(err);
   return text;
 }
 
-ProcessResult runProcess(const std::vector<std::string>& argv, std::chrono::milliseconds timeout) {
+ProcessResult runProcess(const std::vector<std::string>& argv, milliseconds timeout) {
   ProcessResult result;
   result.command = quoteCommand(argv);
-  if (argv.empty()) return result;
-
-  Pipe out;
-  Pipe err;
-  if (!out.open() || !err.open()) {
-    result.err = std::string("pipe: ") + std::strerror(errno);
-    return result;
-  }
-
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, out.write, STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, err.write, STDERR_FILENO);
-
-  std::vector<char*> args;
-  for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
-  args.push_back(nullptr);
-
-  pid_t pid = -1;
-  int rc = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(out.write);
-  out.write = -1;
-  close(err.write);
-  err.write = -1;
-  if (rc != 0) {
-    result.err = std::string("posix_spawnp: ") + std::strerror(rc);
-    return result;
-  }
-  result.started = true;
-
-  const auto deadline = std::chrono::steady_clock::now() + timeout;
-  pollfd fds[2] = {{out.read, POLLIN, 0}, {err.read, POLLIN, 0}};
-  std::string* sinks[2] = {&result.out, &result.err};
-  int openStreams = 2;
-  bool exited = false;
-  int status = 0;
-  char buffer[65536];
-  // Reads until both pipes close. A grandchild that inherited a pipe could keep
-  // it open after the child ends, so the child's exit also ends the loop once
-  // the pipes hold nothing more.
-  while (openStreams > 0) {
-    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) {
-      result.timedOut = true;
-      kill(pid, SIGKILL);
-      break;
-    }
-    int wait = exited ? 0 : static_cast<int>(std::min<int64_t>(left.count(), 100));
-    int ready = poll(fds, 2, wait);
-    if (ready < 0) {
-      if (errno == EINTR) continue;
-      break;
-    }
-    if (ready == 0) {
-      if (exited) break;
-      pid_t done = waitpid(pid, &status, WNOHANG);
-      if (done == pid) exited = true;
-      continue;
-    }
-    for (int i = 0; i < 2; ++i) {
-      if (fds[i].fd < 0 || fds[i].revents == 0) continue;
-      ssize_t n = read(fds[i].fd, buffer, sizeof buffer);
-      if (n > 0) {
-        appendCapped(*sinks[i], buffer, static_cast<size_t>(n));
-      } else if (n == 0 || (errno != EINTR && errno != EAGAIN)) {
-        fds[i].fd = -1;  // poll ignores negative descriptors
-        --openStreams;
-      }
-    }
-  }
-
-  if (!exited) {
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
-  }
-  if (WIFEXITED(status)) {
-    result.exitCode = WEXITSTATUS(status);
-  } else if (WIFSIGNALED(status)) {
-    result.signal = WTERMSIG(status);
+  try {
+    ChildProcess child(argv);
+    result.started = true;
+    child.closeInput();
+    std::optional<int> status = child.waitForExit(timeout);
+    result.timedOut = !child.exited();
+    result.exitCode = status.value_or(-1);
+    result.signal = child.endSignal();
+    for (const std::string& line : child.lines()) result.out += line + "\n";
+    result.err = child.errors();
+  } catch (const std::exception& e) {
+    result.err = e.what();
   }
   return result;
 }
 
-ProcessResult runChecked(const std::vector<std::string>& argv, std::chrono::milliseconds timeout) {
+ProcessResult runChecked(const std::vector<std::string>& argv, milliseconds timeout) {
   ProcessResult result = runProcess(argv, timeout);
   if (!result.ok()) throw std::runtime_error(result.describe());
   return result;
+}
+
+ChildProcess::ChildProcess(const std::vector<std::string>& argv, const EnvChanges& env) {
+  if (argv.empty()) throw std::runtime_error("no program given");
+  command_ = quoteCommand(argv);
+  char stderrTemplate[] = "/tmp/zent-test-stderr-XXXXXX";
+  const int stderrFd = mkstemp(stderrTemplate);
+  if (stderrFd < 0) throw std::runtime_error("no temporary file for stderr");
+  stderrPath_ = stderrTemplate;
+  int in[2], out[2];
+  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) {
+    close(stderrFd);
+    throw std::runtime_error(std::string("pipe: ") + std::strerror(errno));
+  }
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, stderrFd, STDERR_FILENO);
+  posix_spawnattr_t attributes;  // its own process group: a kill reaches nothing of the test's
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+  posix_spawnattr_setpgroup(&attributes, 0);
+
+  std::vector<std::string> environment;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    std::string text = *entry;
+    if (env.count(text.substr(0, text.find('='))) == 0) environment.push_back(text);
+  }
+  for (const auto& [name, value] : env) {
+    if (value) environment.push_back(name + "=" + *value);
+  }
+  std::vector<char*> args, envp;
+  for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+  args.push_back(nullptr);
+  for (auto& entry : environment) envp.push_back(entry.data());
+  envp.push_back(nullptr);
+  pid_t pid = -1;
+  const int failed = posix_spawnp(&pid, args[0], &actions, &attributes, args.data(), envp.data());
+  posix_spawn_file_actions_destroy(&actions);
+  posix_spawnattr_destroy(&attributes);
+  close(in[0]);
+  close(out[1]);
+  close(stderrFd);
+  if (failed != 0) {
+    close(in[1]);
+    close(out[0]);
+    unlink(stderrPath_.c_str());
+    throw std::runtime_error("cannot start " + argv[0] + ": " + std::strerror(failed));
+  }
+  pid_ = pid;
+  stdin_ = in[1];
+  stdout_ = out[0];
+}
+
+ChildProcess::~ChildProcess() {
+  if (!exited_ && pid_ > 0) {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+  closeInput();
+  if (stdout_ >= 0) close(stdout_);
+  unlink(stderrPath_.c_str());
+}
+
+bool ChildProcess::readSome(milliseconds timeout) {
+  if (outputClosed_) return false;
+  pollfd output{stdout_, POLLIN, 0};
+  if (poll(&output, 1, static_cast<int>(timeout.count())) <= 0) return true;
+  char buffer[65536];
+  const ssize_t got = read(stdout_, buffer, sizeof buffer);
+  if (got <= 0) {
+    if (got < 0 && errno == EINTR) return true;
+    outputClosed_ = true;
+    if (!partial_.empty()) lines_.push_back(std::move(partial_));
+    partial_.clear();
+    return false;
+  }
+  partial_.append(buffer, static_cast<size_t>(got));
+  for (auto nl = partial_.find('\n'); nl != std::string::npos; nl = partial_.find('\n')) {
+    lines_.push_back(partial_.substr(0, nl));
+    partial_.erase(0, nl + 1);
+  }
+  return true;
+}
+
+std::optional<std::string> ChildProcess::waitForLine(
+    const std::function<bool(const std::string&)>& match, milliseconds timeout) {
+  const auto deadline = Clock::now() + timeout;
+  while (true) {
+    for (; nextLine_ < lines_.size(); ++nextLine_) {
+      if (match(lines_[nextLine_])) return lines_[nextLine_++];
+    }
+    const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now());
+    if (left.count() <= 0) return std::nullopt;
+    if (!readSome(std::min(left, milliseconds(200))) && nextLine_ >= lines_.size()) {
+      return std::nullopt;
+    }
+  }
+}
+
+std::optional<std::string> ChildProcess::waitForLineWith(const std::string& text,
+                                                         milliseconds timeout) {
+  return waitForLine([&](const std::string& line) { return line.find(text) != std::string::npos; },
+                     timeout);
+}
+
+void ChildProcess::send(const std::string& line) {
+  const std::string text = line + "\n";
+  signal(SIGPIPE, SIG_IGN);  // a program gone away: the test sees the missing reaction
+  [[maybe_unused]] const ssize_t written = write(stdin_, text.data(), text.size());
+}
+
+void ChildProcess::closeInput() {
+  if (stdin_ >= 0) close(stdin_);
+  stdin_ = -1;
+}
+
+std::optional<int> ChildProcess::waitForExit(milliseconds timeout) {
+  const auto deadline = Clock::now() + timeout;
+  while (!exited_) {
+    int status = 0;
+    if (waitpid(pid_, &status, WNOHANG) == pid_) {
+      exited_ = true;
+      if (WIFEXITED(status)) exitStatus_ = WEXITSTATUS(status);
+      if (WIFSIGNALED(status)) signal_ = WTERMSIG(status);
+      break;
+    }
+    if (Clock::now() >= deadline) return std::nullopt;
+    if (!readSome(milliseconds(50))) std::this_thread::sleep_for(milliseconds(20));
+  }
+  // Read what it printed; a grandchild holding the pipe open is not waited for long.
+  const auto drainUntil = Clock::now() + std::chrono::seconds(2);
+  while (readSome(milliseconds(50)) && Clock::now() < drainUntil) {
+  }
+  return exitStatus_;
+}
+
+std::optional<int> ChildProcess::terminate(milliseconds grace) {
+  if (exited_ || pid_ <= 0) return exitStatus_;
+  kill(pid_, SIGTERM);
+  return waitForExit(grace);
+}
+
+bool ChildProcess::printed(const std::string& text) const {
+  for (const auto& line : lines_) {
+    if (line.find(text) != std::string::npos) return true;
+  }
+  return false;
+}
+
+std::string ChildProcess::errors() const {
+  std::ifstream file(stderrPath_);
+  return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+}
+
+std::string ChildProcess::transcript() const {
+  std::ostringstream text;
+  text << "$ " << command_ << "\n--- stdout ---\n";
+  for (const auto& line : lines_) text << line << "\n";
+  text << partial_ << "\n--- stderr (tail) ---\n" << tail(errors());
+  return text.str();
 }
 
 }  // namespace zent::test

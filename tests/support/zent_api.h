@@ -1,11 +1,4 @@
 // The host API of libzentplayer.so, loaded the way a game engine loads it:
-// dlopen(RTLD_NOW | RTLD_LOCAL) and dlsym for every export of
-// include/zentplayer.h. Black-box tests call the library only through this.
-//
-//   TEST_F(ZentApiTest, ...) { api().NativeInit(eventRecorderListener); ... }
-// or
-//   ZENT_REQUIRE_API(api);   // const ZentApi* api, fails the test when absent
-//   api->NativeInit(eventRecorderListener);
 #ifndef ZENT_TESTS_SUPPORT_ZENT_API_H
 #define ZENT_TESTS_SUPPORT_ZENT_API_H
 
@@ -20,70 +13,28 @@
 namespace zent::test {
 
 // Every exported function of include/zentplayer.h, X(name).
-#define ZENT_API_FUNCTIONS(X)           \
-  X(NativeInit)                         \
-  X(NativeAddStream)                    \
-  X(NativeGetTotalStreams)              \
-  X(NativeClose)                        \
-  X(NativeShutdown)                     \
-  X(NativeRemoveVideoContent)           \
-  X(NativeRemoveStream)                 \
-  X(NativeOpenLocalContent)             \
-  X(NativeOpenURI)                      \
-  X(NativeSetAdditionalHttpHeader)      \
-  X(NativeSetLowLatency)                \
-  X(NativeStartPlayBack)                \
-  X(NativeSeek)                         \
-  X(NativePause)                        \
-  X(NativeResume)                       \
-  X(NativeStop)                         \
-  X(NativeSetMute)                      \
-  X(NativeSetVolume)                    \
-  X(NativeSetPlaybackSpeed)             \
-  X(NativeGetPlaybackSpeed)             \
-  X(NativeGetPlayerState)               \
-  X(NativeGetTotalTime)                 \
-  X(NativeGetCurrentTime)               \
-  X(NativeGetProgramDateTimeEpoch)      \
-  X(NativeGetVideoHeight)               \
-  X(NativeGetVideoWidth)                \
-  X(NativeGetMilisecondsEndBuffered)    \
-  X(NativeGetTrackCount)                \
-  X(NativeGetTrackID)                   \
-  X(NativeGetTrackBitrate)              \
-  X(NativeGetTrackWidth)                \
-  X(NativeGetTrackHeight)               \
-  X(NativeGetTrackFrameRate)            \
-  X(NativeSelectTrack)                  \
-  X(NativeSetMaxBitrate)                \
-  X(NativeSetMinBitrate)                \
-  X(NativeGetTrackRotation)             \
-  X(NativeGetAudioStreamCount)          \
-  X(NativeGetAudioStreamName)           \
-  X(NativeGetAudioStreamLanguage)       \
-  X(NativeSetAudioStream)               \
-  X(NativeEnableCaptions)               \
-  X(NativeGetCaptionStreamCount)        \
-  X(NativeGetCaptionStreamName)         \
-  X(NativeGetCaptionStreamLanguage)     \
-  X(NativeSetCaptionStream)             \
-  X(NativeGetCaptionEncodingType)       \
-  X(NativeOpenExternalSubtitles)        \
-  X(NativeUpdateSubtitle)               \
-  X(GetTimedMetadata)                   \
-  X(GetExtraMetadataInfo)               \
-  X(NativeSetTimedMetadta_CustomTags)   \
-  X(NativeGetTimedMetadta_EncodingType) \
-  X(NativeGetTimedMetadta_DataByte)     \
-  X(NativeGetID3Field)                  \
-  X(NativeGetTexture)                   \
-  X(NativeCleanVideoTexture)            \
-  X(NativeSetLogSystemLevel)            \
-  X(NativeSetLogSystemTimestamp)        \
-  X(NativeSetLogSystemPlatform)         \
-  X(NativeSetLogCallback)               \
-  X(NativeGetVersion)                   \
-  /* end */
+// clang-format off
+#define ZENT_API_FUNCTIONS(X) \
+  X(NativeInit) X(NativeAddStream) X(NativeGetTotalStreams) X(NativeClose) X(NativeShutdown) \
+  X(NativeRemoveVideoContent) X(NativeRemoveStream) X(NativeOpenLocalContent) X(NativeOpenURI) \
+  X(NativeSetAdditionalHttpHeader) X(NativeSetLowLatency) X(NativeStartPlayBack) X(NativeSeek) \
+  X(NativePause) X(NativeResume) X(NativeStop) X(NativeSetMute) X(NativeSetVolume) \
+  X(NativeSetPlaybackSpeed) X(NativeGetPlaybackSpeed) X(NativeGetPlayerState) \
+  X(NativeGetTotalTime) X(NativeGetCurrentTime) X(NativeGetProgramDateTimeEpoch) \
+  X(NativeGetVideoHeight) X(NativeGetVideoWidth) X(NativeGetMilisecondsEndBuffered) \
+  X(NativeGetTrackCount) X(NativeGetTrackID) X(NativeGetTrackBitrate) X(NativeGetTrackWidth) \
+  X(NativeGetTrackHeight) X(NativeGetTrackFrameRate) X(NativeSelectTrack) \
+  X(NativeSetMaxBitrate) X(NativeSetMinBitrate) X(NativeGetTrackRotation) \
+  X(NativeGetAudioStreamCount) X(NativeGetAudioStreamName) X(NativeGetAudioStreamLanguage) \
+  X(NativeSetAudioStream) X(NativeEnableCaptions) X(NativeGetCaptionStreamCount) \
+  X(NativeGetCaptionStreamName) X(NativeGetCaptionStreamLanguage) X(NativeSetCaptionStream) \
+  X(NativeGetCaptionEncodingType) X(NativeOpenExternalSubtitles) X(NativeUpdateSubtitle) \
+  X(GetTimedMetadata) X(GetExtraMetadataInfo) X(NativeSetTimedMetadta_CustomTags) \
+  X(NativeGetTimedMetadta_EncodingType) X(NativeGetTimedMetadta_DataByte) X(NativeGetID3Field) \
+  X(NativeGetTexture) X(NativeCleanVideoTexture) X(NativeSetLogSystemLevel) \
+  X(NativeSetLogSystemTimestamp) X(NativeSetLogSystemPlatform) X(NativeSetLogCallback) \
+  X(NativeGetVersion)
+// clang-format on
 
 // One pointer per export, named and typed as in include/zentplayer.h.
 struct ZentApi {
@@ -105,7 +56,6 @@ const std::vector<std::string>& zentApiSymbolNames();
 std::optional<ZentApi> loadZentApi(const std::string& path, std::string* error = nullptr);
 
 // The library this build made (ZENT_LIBRARY_PATH), loaded once per process.
-// nullptr when it cannot be loaded; zentApiError() says why.
 const ZentApi* zentApi();
 const std::string& zentApiError();
 
@@ -121,12 +71,5 @@ class ZentApiTest : public ::testing::Test {
 };
 
 }  // namespace zent::test
-
-// Declares `const zent::test::ZentApi* var` and fails the current test (a
-// fatal ASSERT, so use it in a void function or test body) when the library
-// cannot be loaded.
-#define ZENT_REQUIRE_API(var)                                 \
-  const ::zent::test::ZentApi* var = ::zent::test::zentApi(); \
-  ASSERT_NE(var, nullptr) << ::zent::test::zentApiError()
 
 #endif

@@ -1,15 +1,10 @@
 // zentplay's own logic, without the library: the command line, the wording of
-// events, the viewer's commands, the picture fit and the PNG writer.
+// events, the viewer's commands and the picture fit.
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "actions.h"
-#include "images.h"
 #include "options.h"
 #include "player_events.h"
-#include "png_file.h"
-#include "support/scoped_temp_dir.h"
 #include "video_canvas.h"
 #include "zentplayer.h"
 
@@ -21,17 +16,13 @@ ParsedCommandLine parse(std::vector<std::string> args) {
 }
 
 TEST(CommandLine, ReadsEveryOptionAndTheTarget) {
-  const auto parsed = parse({"--library",  "/x/libzentplayer.so",
-                             "--headless", "--frames",
-                             "90",         "--snapshot-every",
-                             "30",         "--out",
-                             "shots",      "--mime",
-                             "dash",       "--start-ms",
-                             "4000",       "--log-level",
-                             "3",          "--subtitles",
-                             "a.srt",      "--quit-at-end",
-                             "--captions", "--ready-timeout",
-                             "5",          "http://127.0.0.1:8080/x"});
+  // clang-format off
+  const auto parsed = parse({"--library", "/x/libzentplayer.so", "--headless", "--frames", "90",
+                             "--snapshot-every", "30", "--out", "shots", "--mime", "dash",
+                             "--start-ms", "4000", "--log-level", "3", "--subtitles", "a.srt",
+                             "--quit-at-end", "--captions", "--ready-timeout", "5",
+                             "http://127.0.0.1:8080/x"});
+  // clang-format on
   ASSERT_EQ(parsed.error, "");
   const Options& o = parsed.options;
   EXPECT_EQ(o.library, "/x/libzentplayer.so");
@@ -57,9 +48,6 @@ TEST(CommandLine, DefaultsLeaveTheTypeToBeGuessedAndNoFrameLimit) {
   EXPECT_EQ(parsed.options.snapshotEvery, 0);
   EXPECT_FALSE(parsed.options.startMs.has_value());
   EXPECT_FALSE(parsed.options.headless);
-}
-
-TEST(CommandLine, AnOutputDirectoryAloneSnapshotsEveryThirtyFrames) {
   EXPECT_EQ(parse({"--out", "d", "x.mp4"}).options.snapshotEvery, 30);
 }
 
@@ -112,18 +100,12 @@ TEST(EventWords, EachEventIsNamedInWords) {
             "player 0: network connected");
   EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_END_OF_CONTENT)), "player 0: end of content");
   EXPECT_EQ(describeEvent(event(42, 1, 2, "odd")), "player 0: event 42 (1, 2): odd");
-}
-
-TEST(EventWords, ErrorElevenIsNetworkLossAndEventElevenACaption) {
   EXPECT_EQ(describeEvent(event(ZENTPLAYER_ERROR_NETWORK_FAILED, 0, 0, "", true)),
             "player 0: network lost");
   EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_CAPTION_TEXT, 5, 10000, "Hello")),
             "player 0: caption: Hello");
   EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_CAPTION_TEXT, 0, 10000, "")),
             "player 0: caption cleared");
-}
-
-TEST(EventWords, CaptionLinesAreJoinedOnOneConsoleLine) {
   EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_CAPTION_TEXT, 0, 0, "Third cue\r\nsecond line\n")),
             "player 0: caption: Third cue / second line");
 }
@@ -142,23 +124,6 @@ TEST(EventQueue, TheListenerCopiesTextThatDiesAfterTheCall) {
   EXPECT_TRUE(events[1].isError);
   EXPECT_EQ(events[1].text, "");
   EXPECT_TRUE(listenerQueue().drain().empty());
-}
-
-TEST(EventQueue, EventsFromManyThreadsAllArriveInEachThreadsOrder) {
-  listenerQueue().drain();
-  constexpr int kThreads = 4;
-  constexpr int kEach = 500;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([t] {
-      for (int i = 0; i < kEach; ++i) queueingListener(false, t, 6, i, 0, 0, 1, "");
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  std::vector<int> next(kThreads, 0);
-  auto events = listenerQueue().drain();
-  ASSERT_EQ(events.size(), static_cast<size_t>(kThreads * kEach));
-  for (const auto& e : events) EXPECT_EQ(e.param1, next[e.player]++);
 }
 
 TEST(Commands, WordsAndKeysMapToActions) {
@@ -188,39 +153,6 @@ TEST(PictureFit, KeepsTheVideosShapeAndCentresIt) {
   EXPECT_TRUE(same(fitRect(360, 640, 1280, 720), {437, 0, 405, 720}));
   EXPECT_TRUE(same(fitRect(0, 720, 1280, 720), {}));
   EXPECT_TRUE(same(fitRect(1280, 720, 0, 0), {}));
-}
-
-TEST(Snapshots, APngKeepsEveryPixelTopRowFirst) {
-  zent::test::ScopedTempDir dir;
-  constexpr int kWidth = 7;
-  constexpr int kHeight = 3;
-  std::vector<uint8_t> rgba(kWidth * kHeight * 4);
-  for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x) {
-      uint8_t* p = &rgba[(y * kWidth + x) * 4];
-      p[0] = static_cast<uint8_t>(x * 30);
-      p[1] = static_cast<uint8_t>(y * 100);
-      p[2] = static_cast<uint8_t>(255 - x);
-      p[3] = 255;
-    }
-  }
-  std::string error;
-  const std::string path = dir.file("frame.png");
-  ASSERT_TRUE(writePngRgba(path, kWidth, kHeight, rgba, error)) << error;
-  const auto image = zent::test::readPng(path);
-  ASSERT_EQ(image.width, kWidth);
-  ASSERT_EQ(image.height, kHeight);
-  for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x) {
-      const auto rgb = image.at(x, y);
-      EXPECT_EQ(rgb[0], x * 30);
-      EXPECT_EQ(rgb[1], y * 100);
-      EXPECT_EQ(rgb[2], 255 - x);
-    }
-  }
-  EXPECT_FALSE(writePngRgba(dir.file("missing/dir/x.png"), kWidth, kHeight, rgba, error));
-  EXPECT_NE(error, "");
-  EXPECT_FALSE(writePngRgba(dir.file("short.png"), kWidth, kHeight + 1, rgba, error));
 }
 
 }  // namespace

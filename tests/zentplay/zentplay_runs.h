@@ -1,16 +1,16 @@
 #pragma once
 
-// Running the zentplay binary from the tests, and checking what it shows.
+// Running the zentplay binary from the tests, and checking the pictures it writes.
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "child_process.h"
-#include "images.h"
-#include "test_clips.h"
+#include "support/subprocess.h"
 
 namespace zent::test {
 
@@ -20,17 +20,27 @@ using std::chrono::seconds;
 // argv for zentplay built in this tree, loading the library built here.
 std::vector<std::string> zentplayCommand(const std::vector<std::string>& args);
 
-// Where the two-row bars clip lands in `image`: the picture's rectangle in
-// image pixels. The clip is 1280x720; a rectangle of another size scales it.
-struct PictureArea {
-  int x = 0;
-  int y = 0;
-  int width = kBarsWidth;
-  int height = kBarsHeight;
+// 8-bit RGB, top row first.
+struct RgbImage {
+  int width = 0;
+  int height = 0;
+  std::vector<uint8_t> rgb;
+  std::array<uint8_t, 3> at(int x, int y) const;
 };
+RgbImage readPng(const std::string& path);  // throws std::runtime_error
 
-// Compares the centre of each cell (and four points around it) with the
-// cell's colour; fails the test with the cell and pixel on any mismatch.
-void expectTwoRowBars(const RgbImage& image, const PictureArea& area, const std::string& what);
+constexpr int kBarsWidth = 1280;
+constexpr int kBarsHeight = 720;
+// Per channel: 8-bit rounding in YUV and back, plus chroma filtering.
+constexpr int kBarTolerance = 12;
+
+// A 4 s 1280x720 H.264 + AAC clip of two rows of four flat 320x360 cells (top:
+// white, yellow, cyan, green; bottom: magenta, red, blue, black), BT.709 limited
+// range. Unlike vertical bars it shows a picture upside down or mirrored.
+std::string mp4_two_row_bars();
+
+// Fails the test unless each cell's centre and four points around it have the
+// cell's colour.
+void expectTwoRowBars(const RgbImage& image, const std::string& what);
 
 }  // namespace zent::test
