@@ -1,12 +1,11 @@
 #pragma once
 
 // Helpers of the engine tests: a delegate that records what an item reports,
-// bounded polling, playback measurements. Media come from support/media_fixtures.h.
+// bounded polling, and the main queue running for the whole program.
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -21,115 +20,70 @@ namespace zent::enginetest {
 
 using namespace std::chrono_literals;
 
-// Records an item's status changes and ends, and on which thread they came.
-class RecordingDelegate : public PlayerItemDelegate {
- public:
-  void itemStatusChanged(PlayerItem&, ItemStatus status) override {
-    std::lock_guard lock(mutex_);
-    statuses_.push_back(status);
-    if (!MainQueue::isCurrentThread()) offQueue_ = true;
-    changed_.notify_all();
-  }
-  void itemDidPlayToEnd(PlayerItem&) override {
-    std::lock_guard lock(mutex_);
-    ++ends_;
-    if (!MainQueue::isCurrentThread()) offQueue_ = true;
-    changed_.notify_all();
-  }
-
-  bool waitForStatus(ItemStatus status, std::chrono::milliseconds timeout = 20s) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, timeout, [&] {
-      for (ItemStatus s : statuses_) {
-        if (s == status) return true;
-      }
-      return false;
-    });
-  }
-  bool waitForEnds(int count, std::chrono::milliseconds timeout) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, timeout, [&] { return ends_ >= count; });
-  }
-  std::vector<ItemStatus> statuses() {
-    std::lock_guard lock(mutex_);
-    return statuses_;
-  }
-  int ends() {
-    std::lock_guard lock(mutex_);
-    return ends_;
-  }
-  bool calledOffTheMainQueue() {
-    std::lock_guard lock(mutex_);
-    return offQueue_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<ItemStatus> statuses_;
-  int ends_ = 0;
-  bool offQueue_ = false;
-};
-
 // Polls condition every few milliseconds until it holds or the timeout passes.
 inline bool eventually(const std::function<bool()>& condition,
                        std::chrono::milliseconds timeout = 10s) {
-  auto deadline = std::chrono::steady_clock::now() + timeout;
-  while (std::chrono::steady_clock::now() < deadline) {
+  for (auto deadline = std::chrono::steady_clock::now() + timeout;
+       std::chrono::steady_clock::now() < deadline; std::this_thread::sleep_for(10ms)) {
     if (condition()) return true;
-    std::this_thread::sleep_for(10ms);
   }
   return condition();
 }
 
-// Runs a no-op through the main queue and waits for it: everything posted before
-// has run by then.
+// Runs a marker through the main queue: everything posted before has run by then.
 inline bool drainMainQueue() {
-  std::mutex mutex;
-  std::condition_variable done;
-  bool ran = false;
-  if (!MainQueue::post([&] {
-        std::lock_guard lock(mutex);
-        ran = true;
-        done.notify_all();
-      })) {
-    return false;
-  }
-  std::unique_lock lock(mutex);
-  return done.wait_for(lock, 10s, [&] { return ran; });
+  auto ran = std::make_shared<std::atomic<bool>>(false);
+  return MainQueue::post([ran] { *ran = true; }) && eventually([&] { return ran->load(); });
 }
 
-// 4 s of 320x240 H.264 in Matroska with one SubRip track: "Hello" / "World"
-// from 0.5 to 1.5 s and "Second cue" from 2.0 to 3.0 s. Made once, in the
-// shared media cache.
-std::string subtitledMkv();
-
-// The engine's main queue runs for the whole test program.
-class EngineEnvironment : public ::testing::Environment {
+// Records an item's status changes and ends, and whether one came off the main queue.
+class RecordingDelegate : public PlayerItemDelegate {
  public:
-  void SetUp() override;
-  void TearDown() override;
+  void itemStatusChanged(PlayerItem&, ItemStatus status) override { note(&statuses_, status); }
+  void itemDidPlayToEnd(PlayerItem&) override { note(&ends_, ItemStatus::Unknown); }
+  std::vector<ItemStatus> statuses() { return copy(statuses_); }
+  std::size_t ends() { return copy(ends_).size(); }
+  bool calledOffTheMainQueue() { return copy(offQueue_); }
+
+ private:
+  void note(std::vector<ItemStatus>* list, ItemStatus status) {
+    std::lock_guard lock(mutex_);
+    list->push_back(status);
+    offQueue_ = offQueue_ || !MainQueue::isCurrentThread();
+  }
+  template <typename T>
+  T copy(const T& field) {
+    std::lock_guard lock(mutex_);
+    return field;
+  }
+  std::mutex mutex_;
+  std::vector<ItemStatus> statuses_, ends_;
+  bool offQueue_ = false;
 };
 
-}  // namespace zent::enginetest
-
-namespace zent::enginetest {
-
-// An item with its player and a recording delegate.
+// An item with its player and a recording delegate, attached as the player logic does.
 struct Playback {
+  Playback(MediaEngine& engine, const std::string& url) : item(engine.makeItem(url)) {
+    item->setDelegate(delegate);
+    player = engine.makePlayer(item);
+  }
   std::shared_ptr<PlayerItem> item;
   std::shared_ptr<MediaPlayer> player;
   std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
+
+  // Waits until the position has moved on from where it was (the pipeline runs).
+  bool advances(std::chrono::milliseconds timeout = 10s) const {
+    double start = player->currentTimeSeconds();
+    return eventually([&] { return player->currentTimeSeconds() > start + 0.1; }, timeout);
+  }
 };
 
-// Makes the item, installs the delegate and attaches it to a new player, as the
-// player logic does.
-Playback open(MediaEngine& engine, const std::string& url);
-
-// Plays until the position has moved on from where it was (the pipeline runs).
-bool waitUntilAdvancing(const Playback& playback, std::chrono::milliseconds timeout = 10s);
-
-// Position advance divided by wall time over about `span` of wall time.
-double measuredRate(const Playback& playback, std::chrono::milliseconds span);
+class EngineEnvironment : public ::testing::Environment {
+ public:
+  void SetUp() override { MainQueue::start(); }
+  void TearDown() override { MainQueue::stop(); }
+};
+inline ::testing::Environment* const gEngineEnvironment =
+    ::testing::AddGlobalTestEnvironment(new EngineEnvironment());
 
 }  // namespace zent::enginetest

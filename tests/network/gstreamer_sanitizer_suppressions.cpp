@@ -1,12 +1,7 @@
-// The end-to-end tests run real GStreamer pipelines in this process.
-//
-// GLib, GStreamer, its plugins and FFmpeg are not built with the sanitizers:
-// ThreadSanitizer cannot see the synchronisation inside them (their atomics and
-// futex-based locks) and reports races and lock orders there, also where a bus
-// message made by GStreamer is read in our bus handler; LeakSanitizer reports
-// the tables they keep for the life of the process. None of that is the
-// network code under test. The library's own code is checked without these in
-// network_tests, which runs no pipeline.
+// GLib, GStreamer, its plugins and FFmpeg run uninstrumented in this process:
+// ThreadSanitizer cannot see their synchronisation and LeakSanitizer reports
+// their process-lifetime tables. The library's own network code is checked
+// without these in network_tests, which runs no pipeline.
 
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)

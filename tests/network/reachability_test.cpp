@@ -1,45 +1,20 @@
 // Loss and return notifications from a path source fed by hand.
 #include <gtest/gtest.h>
 
+#include <future>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "network/fed_path_monitor.h"
-#include "network/main_queue_sync.h"
+#include "player/scripted_engine.h"
 #include "support/internet_reachability.h"
 #include "support/main_queue.h"
 
-namespace zent {
+namespace zent::testing {
 namespace {
 
-using testing::drainMainQueue;
-using testing::FedPathSource;
-
-// What the handlers saw: "lost" / "restored", and whether each ran on the main queue.
-class Notifications {
- public:
-  std::function<void()> recorder(const std::string& name) {
-    return [this, name] {
-      std::lock_guard<std::mutex> lock(mutex_);
-      seen_.push_back(name);
-      allOnMainQueue_ = allOnMainQueue_ && MainQueue::isCurrentThread();
-    };
-  }
-  std::vector<std::string> seen() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return seen_;
-  }
-  bool allOnMainQueue() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return allOnMainQueue_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<std::string> seen_;
-  bool allOnMainQueue_ = true;
-};
+using Seen = std::vector<std::string>;
 
 class ReachabilityTest : public ::testing::Test {
  protected:
@@ -48,121 +23,53 @@ class ReachabilityTest : public ::testing::Test {
     reachability().resetForTesting();
     reachability().setPathMonitorFactory(source->factory());
   }
-  void TearDown() override {
-    reachability().resetForTesting();
-    // Drained first: a loop told to quit before it has started running misses it.
-    drainMainQueue();
-    MainQueue::stop();
-  }
+  void TearDown() override { reachability().resetForTesting(); }
   static InternetReachability& reachability() { return InternetReachability::shared(); }
-  void installBoth() {
-    reachability().setOnLost(notifications.recorder("lost"));
-    reachability().setOnRestored(notifications.recorder("restored"));
+  std::function<void()> recorder(const std::string& name) {
+    return [this, name] {
+      std::lock_guard<std::mutex> lock(mutex);
+      seen.push_back(name + (MainQueue::isCurrentThread() ? "" : " off the main queue"));
+    };
   }
   // Feeds the states and waits until the notifications they caused have run.
-  void feed(std::initializer_list<bool> states) {
+  Seen feed(std::initializer_list<bool> states) {
     for (bool satisfied : states) source->feed(satisfied);
-    ASSERT_TRUE(drainMainQueue());
+    EXPECT_TRUE(drainMainQueue());
+    std::lock_guard<std::mutex> lock(mutex);
+    return std::exchange(seen, {});
   }
 
   std::shared_ptr<FedPathSource> source = std::make_shared<FedPathSource>();
-  Notifications notifications;
+  std::mutex mutex;
+  Seen seen;
 };
 
-using Seen = std::vector<std::string>;
-
-TEST_F(ReachabilityTest, ReportsEachChangeOnceOnTheMainQueue) {
-  installBoth();
+TEST_F(ReachabilityTest, StoppedMonitorReportsNothingAndARestartReportsTheReturn) {
+  reachability().setOnLost(recorder("lost"));
+  reachability().setOnRestored(recorder("restored"));
   reachability().start();
-  feed({true, true, false, false, true});
-  EXPECT_EQ(notifications.seen(), (Seen{"lost", "restored"}));
-  EXPECT_TRUE(notifications.allOnMainQueue());
-  EXPECT_TRUE(reachability().isConnected());
-}
-
-TEST_F(ReachabilityTest, UnsatisfiedFirstPathReportsLossAndKeepsTheStateOff) {
-  installBoth();
-  reachability().start();
-  feed({false});
-  EXPECT_EQ(notifications.seen(), (Seen{"lost"}));
-  EXPECT_FALSE(reachability().isConnected());
-}
-
-TEST_F(ReachabilityTest, LossWithoutLostHandlerStillChangesStateAndReturnIsReported) {
-  reachability().setOnRestored(notifications.recorder("restored"));
-  reachability().start();
-  feed({false});
-  EXPECT_FALSE(reachability().isConnected());
-  EXPECT_TRUE(notifications.seen().empty());
-  feed({true});
-  EXPECT_EQ(notifications.seen(), (Seen{"restored"}));
-}
-
-TEST_F(ReachabilityTest, HandlerInstalledAfterTheChangeButBeforeDeliveryIsTheOneCalled) {
-  // The handler is read when the main queue runs the notification, not when the
-  // path changed: hold the queue, change the path, then install the handler.
-  std::promise<void> release;
-  std::shared_future<void> released = release.get_future().share();
-  ASSERT_TRUE(MainQueue::post([released] { released.wait(); }));
-  reachability().start();
-  source->feed(false);
-  reachability().setOnLost(notifications.recorder("lost"));
-  release.set_value();
-  ASSERT_TRUE(drainMainQueue());
-  EXPECT_EQ(notifications.seen(), (Seen{"lost"}));
-}
-
-TEST_F(ReachabilityTest, SecondStartKeepsTheFirstMonitor) {
-  installBoth();
-  reachability().start();
-  reachability().start();
-  EXPECT_EQ(source->monitorsMade(), 1);
-  EXPECT_TRUE(reachability().hasMonitor());
-  feed({false});
-  EXPECT_EQ(notifications.seen(), (Seen{"lost"}));
-}
-
-TEST_F(ReachabilityTest, RestartAfterStopWhileDisconnectedReportsTheReturn) {
-  installBoth();
-  reachability().start();
-  feed({false});
-  reachability().stopMonitor();
-  EXPECT_FALSE(reachability().hasMonitor());
-  EXPECT_FALSE(reachability().isConnected());  // not reset by stopping
-
-  reachability().start();
-  EXPECT_EQ(source->monitorsMade(), 2);
-  feed({true});
-  EXPECT_EQ(notifications.seen(), (Seen{"lost", "restored"}));
-}
-
-TEST_F(ReachabilityTest, RestartWhileConnectedReportsNothingForASatisfiedPath) {
-  installBoth();
-  reachability().start();
-  reachability().stopMonitor();
-  reachability().start();
-  feed({true});
-  EXPECT_TRUE(notifications.seen().empty());
-}
-
-TEST_F(ReachabilityTest, StoppedMonitorReportsNothing) {
-  installBoth();
-  reachability().start();
+  reachability().start();  // keeps the first monitor
+  EXPECT_EQ(feed({true, false, false}), (Seen{"lost"}));
   reachability().stopMonitor();
   EXPECT_FALSE(source->attached());
-  feed({false, true, false});
-  EXPECT_TRUE(notifications.seen().empty());
-  EXPECT_TRUE(reachability().isConnected());
+  EXPECT_EQ(feed({true, false}), Seen{});
+  EXPECT_FALSE(reachability().isConnected());  // not reset by stopping
+  reachability().start();
+  EXPECT_EQ(source->monitorsMade(), 2);
+  EXPECT_EQ(feed({true}), (Seen{"restored"}));
 }
 
-TEST_F(ReachabilityTest, StoppingKeepsTheHandlers) {
-  installBoth();
+// The handler is read when the main queue runs the notification, not when the
+// path changed: hold the queue, change the path, then install the handler.
+TEST_F(ReachabilityTest, HandlerInstalledBeforeDeliveryIsTheOneCalled) {
+  std::promise<void> release;
+  ASSERT_TRUE(MainQueue::post([held = release.get_future().share()] { held.wait(); }));
   reachability().start();
-  reachability().stopMonitor();
-  reachability().start();
-  feed({false});
-  EXPECT_EQ(notifications.seen(), (Seen{"lost"}));
+  source->feed(false);
+  reachability().setOnLost(recorder("lost"));
+  release.set_value();
+  EXPECT_EQ(feed({}), (Seen{"lost"}));
 }
 
 }  // namespace
-}  // namespace zent
+}  // namespace zent::testing
