@@ -1,41 +1,12 @@
-// The engine's pure pieces: display transforms, caption text, error reasons,
-// the adaptive demuxer choice.
+// The engine's pure pieces: caption text, error reasons, the adaptive demuxer choice.
 #include <gtest/gtest.h>
-
-#include <cmath>
 
 #include "platform/gst/adaptive_demux_choice.h"
 #include "platform/gst/caption_text.h"
 #include "platform/gst/engine_error_text.h"
-#include "platform/gst/image_orientation.h"
 
 namespace zent {
 namespace {
-
-// Natural size 1920 x 1080; a point (x, y) goes to (x a + y c + tx, x b + y d + ty).
-TEST(ImageOrientationTest, EveryTagGivesItsTransform) {
-  const struct {
-    const char* tag;
-    AffineTransform expected;
-  } cases[] = {{"rotate-0", {1, 0, 0, 1, 0, 0}},
-               {"rotate-90", {0, 1, -1, 0, 1080, 0}},
-               {"rotate-180", {-1, 0, 0, -1, 1920, 1080}},
-               {"rotate-270", {0, -1, 1, 0, 0, 1920}},
-               {"flip-rotate-0", {-1, 0, 0, 1, 1920, 0}},
-               {"flip-rotate-90", {0, -1, -1, 0, 1080, 1920}},
-               {"flip-rotate-180", {1, 0, 0, -1, 0, 1080}},
-               {"flip-rotate-270", {0, 1, 1, 0, 0, 0}},
-               {"", {1, 0, 0, 1, 0, 0}},
-               {"rotate-45", {1, 0, 0, 1, 0, 0}}};
-  for (const auto& c : cases) {
-    AffineTransform t = transformForImageOrientation(c.tag, {1920, 1080});
-    const double got[] = {t.a, t.b, t.c, t.d, t.tx, t.ty};
-    const double want[] = {c.expected.a, c.expected.b,  c.expected.c,
-                           c.expected.d, c.expected.tx, c.expected.ty};
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(got[i], want[i]) << c.tag << " field " << i;
-    EXPECT_FALSE(std::signbit(t.a) && t.a == 0.0) << c.tag << ": no negative zero";
-  }
-}
 
 TEST(CaptionTextTest, CuesBecomeTextWithTheirMarkupReduced) {
   using Lines = std::vector<std::string>;

@@ -1,76 +1,24 @@
-// The system path source on GIO's GNetworkMonitor: its thread and lifecycle on
-// any machine, and real route loss and return inside a private network namespace.
+// The system path source on GIO's GNetworkMonitor: real route loss and return
+// inside a private network namespace (when run as root).
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
-#include <future>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "player/scripted_engine.h"
 #include "support/internet_reachability.h"
 #include "support/main_queue.h"
-#include "support/path_monitor.h"
 #include "support/subprocess.h"
 
 namespace zent {
 namespace {
 
 using namespace std::chrono_literals;
-
-// The reports one monitor made, and the threads they came on.
-struct Reports {
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::vector<std::thread::id> threads;
-  std::function<void(bool)> handler() {
-    return [this](bool) {
-      std::lock_guard<std::mutex> lock(mutex);
-      threads.push_back(std::this_thread::get_id());
-      changed.notify_all();
-    };
-  }
-  bool waitForCount(std::size_t count) {
-    std::unique_lock<std::mutex> lock(mutex);
-    return changed.wait_for(lock, 10s, [&] { return threads.size() >= count; });
-  }
-};
-
-TEST(GioPathMonitor, ReportsTheStateAtStartOnceFromItsOwnThread) {
-  Reports reports;
-  auto monitor = makeSystemPathMonitor();
-  monitor->start(reports.handler());
-  monitor->start(reports.handler());  // a second start does not start again
-  ASSERT_TRUE(reports.waitForCount(1)) << "no state reported at start";
-  monitor->cancel();  // joins the thread: every report it will make is in
-  monitor->cancel();
-  ASSERT_EQ(reports.threads.size(), 1u);
-  EXPECT_NE(reports.threads.front(), std::this_thread::get_id());
-}
-
-TEST(GioPathMonitor, CanBeCancelledAndDestroyedFromInsideTheHandler) {
-  std::mutex mutex;
-  std::unique_ptr<PathMonitor> monitor = makeSystemPathMonitor();
-  std::promise<void> destroyed;
-  PathMonitor* raw = monitor.get();
-  raw->start([&](bool) {
-    std::unique_ptr<PathMonitor> gone;
-    {
-      std::lock_guard<std::mutex> lock(mutex);
-      gone = std::move(monitor);
-    }
-    if (!gone) return;
-    gone->cancel();  // must neither deadlock nor join itself
-    gone.reset();
-    destroyed.set_value();
-  });
-  EXPECT_EQ(destroyed.get_future().wait_for(10s), std::future_status::ready);
-}
 
 constexpr const char* kChildFlag = "ZENT_NETNS_CHILD";
 
@@ -89,20 +37,21 @@ TEST(NetnsChild, ReachabilityReportsRouteLossAndReturnAcrossAMainQueueRestart) {
   reachability.resetForTesting();
   std::mutex mutex;
   std::condition_variable changed;
-  int lost = 0, restored = 0;
-  bool onMainQueue = true;
-  auto note = [&](int* counter) {
-    std::lock_guard<std::mutex> lock(mutex);
-    ++*counter;
-    onMainQueue = onMainQueue && MainQueue::isCurrentThread();
-    changed.notify_all();
+  std::vector<std::string> seen;
+  auto recorder = [&](std::string name) {
+    return [&, name] {
+      std::lock_guard<std::mutex> lock(mutex);
+      seen.push_back(name + (MainQueue::isCurrentThread() ? "" : " off the main queue"));
+      changed.notify_all();
+    };
   };
-  auto waitFor = [&](int* counter) {
+  auto waitFor = [&](std::size_t count) {
     std::unique_lock<std::mutex> lock(mutex);
-    return changed.wait_for(lock, 10s, [&] { return *counter >= 1; });
+    changed.wait_for(lock, 10s, [&] { return seen.size() >= count; });
+    return seen;
   };
-  reachability.setOnLost([&] { note(&lost); });
-  reachability.setOnRestored([&] { note(&restored); });
+  reachability.setOnLost(recorder("lost"));
+  reachability.setOnRestored(recorder("restored"));
   MainQueue::start();
   reachability.start();
   reachability.stopMonitor();
@@ -110,17 +59,14 @@ TEST(NetnsChild, ReachabilityReportsRouteLossAndReturnAcrossAMainQueueRestart) {
   MainQueue::stop();
   MainQueue::start();
   reachability.start();
-
   ASSERT_TRUE(run("ip route del default"));
-  EXPECT_TRUE(waitFor(&lost));
+  EXPECT_EQ(waitFor(1), std::vector<std::string>{"lost"});
   ASSERT_TRUE(run("ip route add default via 10.213.0.1 dev zentv0"));
-  EXPECT_TRUE(waitFor(&restored));
+  EXPECT_EQ(waitFor(2), (std::vector<std::string>{"lost", "restored"}));
   reachability.stopMonitor();
   ASSERT_TRUE(testing::drainMainQueue());
   std::lock_guard<std::mutex> lock(mutex);
-  EXPECT_EQ(lost, 1);
-  EXPECT_EQ(restored, 1);
-  EXPECT_TRUE(onMainQueue);
+  EXPECT_EQ(seen.size(), 2u);
 }
 
 TEST(GioNetworkNamespace, RealSourceReportsRouteLossAndReturn) {

@@ -2,7 +2,6 @@
 // ThreadSanitizer cannot see their synchronisation and LeakSanitizer reports
 // their process-lifetime tables. The library's own network code is checked
 // without these in network_tests, which runs no pipeline.
-
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
 #define ZENT_NETWORK_TSAN 1
@@ -20,30 +19,16 @@
 
 #if defined(ZENT_NETWORK_TSAN)
 extern "C" const char* __tsan_default_suppressions() {
-  return "race:libglib-2.0.so\n"
-         "race:libgobject-2.0.so\n"
-         "race:libgio-2.0.so\n"
-         "race:gstreamer-1.0\n"
-         "race:libgst\n"
-         "race:libavcodec.so\n"
-         "race:libavutil.so\n"
-         "race:libffi.so\n"
-         "race:libproxy.so\n"
-         "race:libsoup-3.0.so\n"
-         "deadlock:gstreamer-1.0\n"
-         "deadlock:libgst\n"
-         "deadlock:libavcodec.so\n"
+  return "race:libglib-2.0.so\nrace:libgobject-2.0.so\nrace:libgio-2.0.so\nrace:gstreamer-1.0\n"
+         "race:libgst\nrace:libavcodec.so\nrace:libavutil.so\nrace:libffi.so\nrace:libproxy.so\n"
+         "race:libsoup-3.0.so\ndeadlock:gstreamer-1.0\ndeadlock:libgst\ndeadlock:libavcodec.so\n"
          "mutex:libgstreamer-1.0.so\n";
 }
 #endif
 
 #if defined(ZENT_NETWORK_ASAN)
 extern "C" const char* __lsan_default_suppressions() {
-  return "leak:libglib-2.0.so\n"
-         "leak:libgobject-2.0.so\n"
-         "leak:libgstreamer-1.0.so\n"
-         "leak:libgstadaptivedemux2.so\n"
-         "leak:libgstzentadaptivedemux2.so\n"
-         "leak:_dl_init\n";
+  return "leak:libglib-2.0.so\nleak:libgobject-2.0.so\nleak:libgstreamer-1.0.so\n"
+         "leak:libgstadaptivedemux2.so\nleak:libgstzentadaptivedemux2.so\nleak:_dl_init\n";
 }
 #endif

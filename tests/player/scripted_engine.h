@@ -159,7 +159,6 @@ class FedPathSource : public Guarded, public std::enable_shared_from_this<FedPat
     if (auto handler = get(handler_)) handler(satisfied);
   }
   int monitorsMade() const { return get(made_); }
-  bool attached() const { return static_cast<bool>(get(handler_)); }
 
  private:
   class Monitor;

@@ -14,6 +14,9 @@ class TransportTest : public PlayerTest {
     PlayerTest::SetUp();
     bridge->AddStream(false);
   }
+  std::vector<std::string> calls(const std::string& prefix = "") {
+    return engine->player(engine->itemCount() - 1)->calls(prefix);
+  }
 };
 
 TEST_F(TransportTest, RefusesEveryGuardedOperationBeforeReadyWithItsOwnText) {
@@ -42,22 +45,18 @@ TEST_F(TransportTest, StopAndCloseRaisePauseThenStopAndRewind) {
   std::size_t mark = eventRecorder().size();
   EXPECT_EQ(bridge->Stop(0), 0);
   EXPECT_EQ(types(mark), (std::vector<int32_t>{4, 5}));
-  EXPECT_EQ(bridge->getPlayerState(0), 2);
-  auto calls = engine->player(0)->calls();
-  ASSERT_GE(calls.size(), 2u);
-  EXPECT_EQ(calls[calls.size() - 2], "seek:0");
-  EXPECT_EQ(calls.back(), "pause");
   EXPECT_EQ(eventRecorder().events().back().params[3], 1);
+  EXPECT_EQ(bridge->getPlayerState(0), 2);
+  EXPECT_EQ(calls("seek"), std::vector<std::string>{"seek:0"});
+  EXPECT_EQ(calls().back(), "pause");
   mark = eventRecorder().size();
   bridge->SetPlayerStatusClose(0);
   EXPECT_EQ(types(mark), (std::vector<int32_t>{4, 5}));
   EXPECT_EQ(bridge->getPlayerState(0), 1);
-  EXPECT_NE(bridge->playerAt(0), nullptr);
 }
 
 TEST_F(TransportTest, SeekReportsOldAndNewPositionsAndStartPlaybackSeeksBeforePlaying) {
-  auto item = openReady(0, kUrl);
-  item->at(4.0);
+  openReady(0, kUrl)->at(4.0);
   std::size_t mark = eventRecorder().size();
   bridge->Seek(9000, 0);
   auto events = eventRecorder().events();
@@ -67,14 +66,11 @@ TEST_F(TransportTest, SeekReportsOldAndNewPositionsAndStartPlaybackSeeksBeforePl
   EXPECT_EQ(events.back().params[1], 9000);
   EXPECT_EQ(events.back().text,
             "ZENTPLAYER_EVENT_PLAYBACK_SEEK - Parameter 1: OldPosition, Parameter 2: NewPosition");
-  EXPECT_EQ(engine->player(0)->calls().back(), "seek:9000:exact");
-
   mark = eventRecorder().size();
   EXPECT_EQ(bridge->StartPlayback(5000, 0), 0);
   EXPECT_EQ(types(mark), (std::vector<int32_t>{6, 3}));
-  auto calls = engine->player(0)->calls();
-  EXPECT_EQ(calls[calls.size() - 2], "seek:5000:exact");
-  EXPECT_EQ(calls.back(), "play");
+  EXPECT_EQ(calls("seek"), (std::vector<std::string>{"seek:9000:exact", "seek:5000:exact"}));
+  EXPECT_EQ(calls().back(), "play");
 }
 
 TEST_F(TransportTest, RateIsStoredWhilePausedAndAppliedOnlyByResume) {
@@ -83,14 +79,13 @@ TEST_F(TransportTest, RateIsStoredWhilePausedAndAppliedOnlyByResume) {
   EXPECT_EQ(bridge->getPlaybackRate(0), 1.0f);
   bridge->Pause(0);
   bridge->setPlaybackRate(2.0f, 0);
-  EXPECT_EQ(player->calls().back(), "pause");  // not applied while paused
+  EXPECT_EQ(calls().back(), "pause");  // not applied while paused
   bridge->playerAt(0)->Play();
   EXPECT_EQ(player->rate(), 1.0f);  // Play plays at normal speed
   bridge->Resume(0);
   EXPECT_EQ(player->rate(), 2.0f);
   bridge->setPlaybackRate(0.5f, 0);  // playing: applied at once
   EXPECT_EQ(player->rate(), 0.5f);
-  EXPECT_TRUE(logRecorder().contains("| setPlaybackRate: 0.5"));
 }
 
 TEST_F(TransportTest, MuteAndVolumeAreUnguardedAndPassedOnUnchanged) {
@@ -98,15 +93,13 @@ TEST_F(TransportTest, MuteAndVolumeAreUnguardedAndPassedOnUnchanged) {
   EXPECT_TRUE(logRecorder().contains("PlayerIndex: 0 | SetMute: true"));
   openReady(0, kUrl);
   std::size_t mark = eventRecorder().size();
-  auto player = engine->player(0);
   for (float volume : {0.25f, 1.5f}) {
     EXPECT_EQ(bridge->setVolume(volume, 0), 0);
-    EXPECT_EQ(player->volume(), std::optional<double>(volume));
+    EXPECT_EQ(engine->player(0)->volume(), std::optional<double>(volume));
   }
-  EXPECT_TRUE(logRecorder().contains("PlayerIndex: 0 | SetVolume: 1.5"));
   bridge->setMute(true, 0);
   bridge->setMute(false, 0);
-  EXPECT_EQ(player->calls("muted"), (std::vector<std::string>{"muted:1", "muted:0"}));
+  EXPECT_EQ(engine->player(0)->calls("muted"), (std::vector<std::string>{"muted:1", "muted:0"}));
   EXPECT_EQ(eventRecorder().size(), mark);
 }
 
@@ -122,48 +115,38 @@ TEST_F(TransportTest, ReleaseKeepsInitializedAndOpeningAgainReinitialises) {
   EXPECT_EQ(bridge->getPlayerState(0), 0);
 }
 
-TEST_F(TransportTest, EndOfContentOnlyForTheCurrentItem) {
+TEST_F(TransportTest, EndOfContentOnlyForTheCurrentItemAndAFailedItemRaisesNothing) {
   auto first = openReady(0, kUrl);
   auto second = openReady(0, "http://example.test/b.mp4");
   std::size_t mark = eventRecorder().size();
   first->finishPlaying();
   second->finishPlaying();
   EXPECT_EQ(types(mark), (std::vector<int32_t>{20}));
-}
-
-TEST_F(TransportTest, FailedItemLogsTheEngineReasonAndRaisesNothing) {
   bridge->OpenURI("http://example.test/missing.mp4", 0, 0);
-  ASSERT_TRUE(engine->player(0));
-  engine->item(0)->resolve(ItemStatus::Failed, "HTTP 404 Not Found");
+  ASSERT_TRUE(engine->player(2));
+  engine->item(2)->resolve(ItemStatus::Failed, "HTTP 404 Not Found");
   EXPECT_TRUE(logRecorder().waitFor(
       "ERROR: PlayerIndex: 0 | Cannot play http://example.test/missing.mp4: HTTP 404 Not Found",
       10s));
-  EXPECT_EQ(eventRecorder().size(), 0u);
-  EXPECT_TRUE(openReady(0, kUrl));  // the same player opens the next content
+  EXPECT_EQ(eventRecorder().size(), mark + 1);
 }
 
 // Event 11 carries the caption's length and the total time as the host reads
 // them: no duration (live) gives 0, an overlong one saturates, without an ERROR line.
 TEST_F(TransportTest, CaptionEventCarriesTheTotalTimeConvertedAtTheBoundary) {
   auto item = openReady(0, "http://example.test/a.m3u8");
-  struct Row {
-    double durationSeconds;
-    int32_t totalMs;
-  } rows[] = {{std::numeric_limits<double>::quiet_NaN(), 0},
-              {12.5, 12500},
-              {1e10, std::numeric_limits<int32_t>::max()},
-              {-1e10, std::numeric_limits<int32_t>::min()}};
-  for (const Row& row : rows) {
+  using Limits = std::numeric_limits<int32_t>;
+  using Row = std::pair<double, int32_t>;
+  for (auto [seconds, totalMs] :
+       {Row{std::numeric_limits<double>::quiet_NaN(), 0}, Row{12.5, 12500},
+        Row{1e10, Limits::max()}, Row{-1e10, Limits::min()}}) {
     std::size_t mark = eventRecorder().size();
-    {
-      std::lock_guard<std::mutex> lock(item->mutex);
-      item->duration = row.durationSeconds;
-    }
-    item->legible->sink({"n\u00e9 \u266a"});
+    item->set(item->duration, seconds);
+    item->get(item->legible)->sink({"n\u00e9 \u266a"});
     auto event = eventRecorder().waitFor(isEvent(0, 11), 10s, mark);
     ASSERT_TRUE(event);
     EXPECT_EQ(event->params[0], 4);
-    EXPECT_EQ(event->params[1], row.totalMs) << row.durationSeconds;
+    EXPECT_EQ(event->params[1], totalMs) << seconds;
     EXPECT_EQ(event->text, "n\u00e9 \u266a");
   }
   EXPECT_FALSE(logRecorder().contains("ERROR"));
