@@ -16,12 +16,12 @@ struct Case {
 
 const Case kCases[] = {
     {"TrackIndexOutsideTheList", true,
-     [](BridgePlayer& b, ScriptedItem*) { b.getTrackBitrate(0, 3); },
+     [](BridgePlayer& b, ScriptedItem*) { EXPECT_EQ(b.getTrackBitrate(0, 3), 0); },
      "getTrackBitrate: track index 3 is outside the track list of 0 tracks"},
     {"EmptySlot", false,
      [](BridgePlayer& b, ScriptedItem*) {
        b.Release(0);
-       b.Seek(100, 0);
+       EXPECT_EQ(b.Seek(100, 0), -1);
      },
      "Seek: slot 0 holds no player"},
     {"ValueBeyond32Bits", true, [](BridgePlayer& b, ScriptedItem*) { b.Seek(int64_t{1} << 40, 0); },

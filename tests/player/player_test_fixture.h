@@ -24,7 +24,6 @@ namespace zent::testing {
 
 using namespace std::chrono_literals;
 using test::eventRecorder;
-using test::isError;
 using test::isEvent;
 using test::logRecorder;
 

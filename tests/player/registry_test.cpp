@@ -18,8 +18,6 @@ TEST_F(RegistryTest, BadIndicesGetTheirFixedValuesAndReleasedSlotsTheirs) {
     EXPECT_EQ(bridge->OpenURI("http://x/y.m3u8", bad, 1), -1);
     EXPECT_EQ(bridge->getPlayerState(bad), -1);
     EXPECT_EQ(bridge->getTrackID(bad, 0), "");
-    EXPECT_EQ(bridge->getTrackFrameRate(bad, 0), -1.0f);
-    EXPECT_EQ(bridge->updateSubtitle(bad), "");
     EXPECT_EQ(bridge->GetTexture(bad), nullptr);
   }
   bridge->Release(0);

@@ -1,9 +1,7 @@
 #pragma once
 
-// Fakes for what the real engine and system cannot produce on demand: a media
-// engine whose items report what the test sets (buffer state, readiness,
-// failures), with every player call recorded, and a network path source fed by
-// hand.
+// Fakes for what the real engine and system cannot produce on demand: items
+// in the state the test sets, player calls recorded, a path source fed by hand.
 
 #include <atomic>
 #include <condition_variable>
