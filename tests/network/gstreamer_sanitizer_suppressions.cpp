@@ -1,13 +1,7 @@
-// The end-to-end tests run real GStreamer pipelines in this process.
-//
-// GLib, GStreamer, its plugins and FFmpeg are not built with the sanitizers:
-// ThreadSanitizer cannot see the synchronisation inside them (their atomics and
-// futex-based locks) and reports races and lock orders there, also where a bus
-// message made by GStreamer is read in our bus handler; LeakSanitizer reports
-// the tables they keep for the life of the process. None of that is the
-// network code under test. The library's own code is checked without these in
-// network_tests, which runs no pipeline.
-
+// GLib, GStreamer, its plugins and FFmpeg run uninstrumented in this process:
+// ThreadSanitizer cannot see their synchronisation and LeakSanitizer reports
+// their process-lifetime tables. The library's own network code is checked
+// without these in network_tests, which runs no pipeline.
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
 #define ZENT_NETWORK_TSAN 1
@@ -25,30 +19,16 @@
 
 #if defined(ZENT_NETWORK_TSAN)
 extern "C" const char* __tsan_default_suppressions() {
-  return "race:libglib-2.0.so\n"
-         "race:libgobject-2.0.so\n"
-         "race:libgio-2.0.so\n"
-         "race:gstreamer-1.0\n"
-         "race:libgst\n"
-         "race:libavcodec.so\n"
-         "race:libavutil.so\n"
-         "race:libffi.so\n"
-         "race:libproxy.so\n"
-         "race:libsoup-3.0.so\n"
-         "deadlock:gstreamer-1.0\n"
-         "deadlock:libgst\n"
-         "deadlock:libavcodec.so\n"
+  return "race:libglib-2.0.so\nrace:libgobject-2.0.so\nrace:libgio-2.0.so\nrace:gstreamer-1.0\n"
+         "race:libgst\nrace:libavcodec.so\nrace:libavutil.so\nrace:libffi.so\nrace:libproxy.so\n"
+         "race:libsoup-3.0.so\ndeadlock:gstreamer-1.0\ndeadlock:libgst\ndeadlock:libavcodec.so\n"
          "mutex:libgstreamer-1.0.so\n";
 }
 #endif
 
 #if defined(ZENT_NETWORK_ASAN)
 extern "C" const char* __lsan_default_suppressions() {
-  return "leak:libglib-2.0.so\n"
-         "leak:libgobject-2.0.so\n"
-         "leak:libgstreamer-1.0.so\n"
-         "leak:libgstadaptivedemux2.so\n"
-         "leak:libgstzentadaptivedemux2.so\n"
-         "leak:_dl_init\n";
+  return "leak:libglib-2.0.so\nleak:libgobject-2.0.so\nleak:libgstreamer-1.0.so\n"
+         "leak:libgstadaptivedemux2.so\nleak:libgstzentadaptivedemux2.so\nleak:_dl_init\n";
 }
 #endif

@@ -1,195 +1,57 @@
 #include "player/scripted_engine.h"
 
 #include <chrono>
+#include <future>
+
+#include "support/main_queue.h"
 
 namespace zent::testing {
 
+bool drainMainQueue() {
+  auto done = std::make_shared<std::promise<void>>();
+  std::future<void> ran = done->get_future();
+  if (!MainQueue::post([done] { done->set_value(); })) return false;
+  return ran.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+}
+
 void ScriptedItem::resolve(ItemStatus status, std::string reason) {
-  {
-    std::lock_guard<std::mutex> lock(mutex);
-    status_ = status;
-    reason_ = std::move(reason);
-  }
+  set(reason_, std::move(reason));
+  set(status_, status);
   resolved_.notify_all();
-  std::shared_ptr<PlayerItemDelegate> delegate;
-  {
-    std::lock_guard<std::mutex> lock(mutex);
-    delegate = delegate_.lock();
-  }
-  if (delegate) delegate->itemStatusChanged(*this, status);
-}
-
-void ScriptedItem::finishPlaying() {
-  std::shared_ptr<PlayerItemDelegate> delegate;
-  {
-    std::lock_guard<std::mutex> lock(mutex);
-    delegate = delegate_.lock();
-  }
-  if (delegate) delegate->itemDidPlayToEnd(*this);
-}
-
-ItemStatus ScriptedItem::status() const {
-  std::lock_guard<std::mutex> lock(mutex);
-  return status_;
-}
-
-std::string ScriptedItem::failureReason() const {
-  std::lock_guard<std::mutex> lock(mutex);
-  return reason_;
+  MainQueue::post([self = shared_from_this(), status] {
+    if (auto d = self->get(self->delegate_).lock()) d->itemStatusChanged(*self, status);
+  });
 }
 
 ItemStatus ScriptedItem::waitUntilResolved(double timeoutSeconds, const std::atomic<bool>* cancel) {
   std::unique_lock<std::mutex> lock(mutex);
   auto deadline = std::chrono::steady_clock::now() +
                   std::chrono::milliseconds(static_cast<int64_t>(timeoutSeconds * 1000));
-  while (status_ == ItemStatus::Unknown && !(cancel && cancel->load())) {
-    if (resolved_.wait_until(lock, std::min(deadline, std::chrono::steady_clock::now() +
-                                                          std::chrono::milliseconds(20))) ==
-            std::cv_status::timeout &&
-        std::chrono::steady_clock::now() >= deadline) {
-      break;
-    }
+  // Woken every 20 ms to look at the cancel flag.
+  while (status_ == ItemStatus::Unknown && !(cancel && cancel->load()) &&
+         std::chrono::steady_clock::now() < deadline) {
+    resolved_.wait_for(lock, std::chrono::milliseconds(20));
   }
   return status_;
 }
 
-void ScriptedItem::setDelegate(std::weak_ptr<PlayerItemDelegate> delegate) {
+void ScriptedPlayer::record(std::string call, std::optional<float> rate) {
   std::lock_guard<std::mutex> lock(mutex);
-  delegate_ = std::move(delegate);
-}
-
-void ScriptedItem::addOutput(std::shared_ptr<VideoOutput>) {
-  std::lock_guard<std::mutex> lock(mutex);
-  ++videoOutputs;
-}
-
-void ScriptedItem::removeOutput(const std::shared_ptr<VideoOutput>&) {
-  std::lock_guard<std::mutex> lock(mutex);
-  --videoOutputs;
-}
-
-void ScriptedItem::addOutput(std::shared_ptr<MetadataOutput> output) {
-  std::lock_guard<std::mutex> lock(mutex);
-  ++metadataOutputs;
-  metadata = std::static_pointer_cast<ScriptedMetadataOutput>(output);
-}
-
-void ScriptedItem::removeOutput(const std::shared_ptr<MetadataOutput>&) {
-  std::lock_guard<std::mutex> lock(mutex);
-  --metadataOutputs;
-}
-
-void ScriptedItem::addOutput(std::shared_ptr<LegibleOutput> output) {
-  std::lock_guard<std::mutex> lock(mutex);
-  legible = std::static_pointer_cast<ScriptedLegibleOutput>(output);
-}
-
-double ScriptedItem::durationSeconds() const {
-  std::lock_guard<std::mutex> lock(mutex);
-  return duration;
-}
-
-double ScriptedItem::currentTimeSeconds() const {
-  std::lock_guard<std::mutex> lock(mutex);
-  return position;
-}
-
-std::optional<double> ScriptedItem::currentDateEpochSeconds() const {
-  std::lock_guard<std::mutex> lock(mutex);
-  return date;
-}
-
-std::vector<TimeRange> ScriptedItem::loadedTimeRanges() const {
-  std::lock_guard<std::mutex> lock(mutex);
-  return ranges;
-}
-
-Size2D ScriptedItem::presentationSize() const {
-  std::lock_guard<std::mutex> lock(mutex);
-  return size;
-}
-
-std::vector<VideoTrackGeometry> ScriptedItem::videoTracks() const {
-  std::lock_guard<std::mutex> lock(mutex);
-  return tracks;
-}
-
-void ScriptedItem::setPreferredPeakBitRate(double bitsPerSecond) {
-  std::lock_guard<std::mutex> lock(mutex);
-  peakBitRate = bitsPerSecond;
-}
-
-void ScriptedItem::setPreferredMaximumResolution(Size2D value) {
-  std::lock_guard<std::mutex> lock(mutex);
-  maximumResolution = value;
-}
-
-void ScriptedItem::applyPreferences() {
-  std::lock_guard<std::mutex> lock(mutex);
-  ++applyCount;
-}
-
-std::vector<MediaStreamInfo> ScriptedItem::mediaStreams(MediaCharacteristic kind) const {
-  std::lock_guard<std::mutex> lock(mutex);
-  return kind == MediaCharacteristic::Audible ? audio : text;
-}
-
-void ScriptedItem::select(MediaCharacteristic kind, std::optional<std::size_t> index) {
-  std::lock_guard<std::mutex> lock(mutex);
-  selections.push_back(std::string(kind == MediaCharacteristic::Audible ? "audio:" : "text:") +
-                       (index ? std::to_string(*index) : "none"));
-}
-
-void ScriptedPlayer::record(std::string call) {
-  std::lock_guard<std::mutex> lock(mutex_);
   calls_.push_back(std::move(call));
+  if (rate) rate_ = *rate;
 }
 
-void ScriptedPlayer::play() {
-  record("play");
-  std::lock_guard<std::mutex> lock(mutex_);
-  rate_ = 1.0f;
-}
-
-void ScriptedPlayer::pause() {
-  record("pause");
-  std::lock_guard<std::mutex> lock(mutex_);
-  rate_ = 0.0f;
-}
-
-void ScriptedPlayer::setRate(float rate) {
-  record("rate:" + std::to_string(rate).substr(0, 3));
-  std::lock_guard<std::mutex> lock(mutex_);
-  rate_ = rate;
-}
-
-float ScriptedPlayer::rate() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return rate_;
-}
-
-void ScriptedPlayer::seek(int64_t milliseconds, bool exact) {
-  record("seek:" + std::to_string(milliseconds) + (exact ? ":exact" : ""));
-}
-
-void ScriptedPlayer::setVolume(float volume) {
-  record("volume:" + std::to_string(volume).substr(0, 3));
-}
-
-void ScriptedPlayer::setMuted(bool muted) {
-  record(std::string("muted:") + (muted ? "1" : "0"));
-}
-
-std::vector<std::string> ScriptedPlayer::calls() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return calls_;
+std::vector<std::string> ScriptedPlayer::calls(const std::string& prefix) const {
+  std::vector<std::string> found;
+  for (const auto& call : get(calls_)) {
+    if (call.rfind(prefix, 0) == 0) found.push_back(call);
+  }
+  return found;
 }
 
 std::shared_ptr<PlayerItem> ScriptedEngine::makeItem(const std::string& url) {
   auto item = std::make_shared<ScriptedItem>(url);
-  std::lock_guard<std::mutex> lock(mutex_);
-  item->audio = audio;
-  item->text = text;
+  std::lock_guard<std::mutex> lock(mutex);
   items_.push_back(item);
   made_.notify_all();
   return item;
@@ -197,34 +59,61 @@ std::shared_ptr<PlayerItem> ScriptedEngine::makeItem(const std::string& url) {
 
 std::shared_ptr<MediaPlayer> ScriptedEngine::makePlayer(std::shared_ptr<PlayerItem> item) {
   auto created = std::make_shared<ScriptedPlayer>(std::static_pointer_cast<ScriptedItem>(item));
-  std::lock_guard<std::mutex> lock(mutex_);
+  std::lock_guard<std::mutex> lock(mutex);
   players_.push_back(created);
   made_.notify_all();
   return created;
 }
 
 std::shared_ptr<VideoOutput> ScriptedEngine::makeVideoOutput() {
-  return std::make_shared<ScriptedVideoOutput>();
+  struct NoFrames : VideoOutput {
+    bool hasNewPixelBuffer(double) override { return false; }
+    std::shared_ptr<PixelBuffer> copyPixelBuffer(double) override { return nullptr; }
+  };
+  return std::make_shared<NoFrames>();
 }
 
-std::shared_ptr<MetadataOutput> ScriptedEngine::makeMetadataOutput(MetadataOutput::Sink sink) {
-  return std::make_shared<ScriptedMetadataOutput>(std::move(sink));
-}
-
-std::shared_ptr<LegibleOutput> ScriptedEngine::makeLegibleOutput(LegibleOutput::Sink sink) {
-  return std::make_shared<ScriptedLegibleOutput>(std::move(sink));
+template <typename T>
+std::shared_ptr<T> ScriptedEngine::nth(const std::vector<std::shared_ptr<T>>& made, std::size_t n) {
+  std::unique_lock<std::mutex> lock(mutex);
+  made_.wait_for(lock, std::chrono::seconds(5), [&] { return made.size() > n; });
+  return made.size() > n ? made[n] : nullptr;
 }
 
 std::shared_ptr<ScriptedItem> ScriptedEngine::item(std::size_t n) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  made_.wait_for(lock, std::chrono::seconds(5), [&] { return items_.size() > n; });
-  return items_.size() > n ? items_[n] : nullptr;
+  return nth(items_, n);
+}
+std::shared_ptr<ScriptedPlayer> ScriptedEngine::player(std::size_t n) {
+  return nth(players_, n);
 }
 
-std::shared_ptr<ScriptedPlayer> ScriptedEngine::player(std::size_t n) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  made_.wait_for(lock, std::chrono::seconds(5), [&] { return players_.size() > n; });
-  return players_.size() > n ? players_[n] : nullptr;
+class FedPathSource::Monitor final : public PathMonitor {
+ public:
+  Monitor(std::shared_ptr<FedPathSource> source, int id) : source_(std::move(source)), id_(id) {}
+  ~Monitor() override { cancel(); }
+  void start(std::function<void(bool)> handler) override {
+    std::lock_guard<std::mutex> lock(source_->mutex);
+    source_->handler_ = std::move(handler);
+    source_->attachedId_ = id_;
+  }
+  void cancel() override {
+    std::lock_guard<std::mutex> lock(source_->mutex);
+    // An older monitor cancelled late must not cut off its successor.
+    if (source_->attachedId_ == id_) source_->handler_ = nullptr;
+  }
+
+ private:
+  std::shared_ptr<FedPathSource> source_;
+  int id_;
+};
+
+PathMonitorFactory FedPathSource::factory() {
+  return [weakSelf = weak_from_this()]() -> std::unique_ptr<PathMonitor> {
+    auto self = weakSelf.lock();
+    if (!self) return nullptr;
+    std::lock_guard<std::mutex> lock(self->mutex);
+    return std::make_unique<Monitor>(self, ++self->made_);
+  };
 }
 
 }  // namespace zent::testing

@@ -1,144 +1,168 @@
 #pragma once
 
-// A media engine whose every answer the test decides: items resolve when the
-// test says so, time is what the test sets, and every call is recorded.
+// Fakes for what the real engine and system cannot produce on demand: items
+// in the state the test sets, player calls recorded, a path source fed by hand.
 
+#include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "player/media_player.h"
+#include "support/path_monitor.h"
 
 namespace zent::testing {
 
-class ScriptedVideoOutput : public VideoOutput {
- public:
-  bool hasNewPixelBuffer(double) override { return false; }
-  std::shared_ptr<PixelBuffer> copyPixelBuffer(double) override { return nullptr; }
+// Waits until everything posted to the main queue before the call has run.
+bool drainMainQueue();
+
+// Guards the fields of a fake; get/set copy under its lock.
+struct Guarded {
+  mutable std::mutex mutex;
+  template <typename T>
+  T get(const T& field) const {
+    std::lock_guard<std::mutex> lock(mutex);
+    return field;
+  }
+  template <typename T, typename V>
+  void set(T& field, V value) {
+    std::lock_guard<std::mutex> lock(mutex);
+    field = std::move(value);
+  }
 };
 
-class ScriptedMetadataOutput : public MetadataOutput {
- public:
-  explicit ScriptedMetadataOutput(Sink sink) : sink(std::move(sink)) {}
+struct ScriptedLegibleOutput : LegibleOutput {
+  explicit ScriptedLegibleOutput(Sink s) : sink(std::move(s)) {}
   Sink sink;
 };
 
-class ScriptedLegibleOutput : public LegibleOutput {
- public:
-  explicit ScriptedLegibleOutput(Sink sink) : sink(std::move(sink)) {}
-  Sink sink;
-};
-
-class ScriptedItem : public PlayerItem {
+class ScriptedItem : public PlayerItem,
+                     public Guarded,
+                     public std::enable_shared_from_this<ScriptedItem> {
  public:
   explicit ScriptedItem(std::string url) : url_(std::move(url)) {}
-
-  // Sets the status, wakes a waiting load and tells the delegate, as the
-  // engine's main queue would.
+  // Sets the status and tells the delegate on the main queue, as the engine does.
   void resolve(ItemStatus status, std::string reason = "");
-  void finishPlaying();
+  void finishPlaying() {
+    if (auto d = get(delegate_).lock()) d->itemDidPlayToEnd(*this);
+  }
+  // Sets the position and, when given, the buffered ranges.
+  void at(double seconds, std::optional<std::vector<TimeRange>> loaded = std::nullopt) {
+    set(position, seconds);
+    if (loaded) set(ranges, *loaded);
+  }
 
   const std::string& url() const override { return url_; }
-  ItemStatus status() const override;
-  std::string failureReason() const override;
+  ItemStatus status() const override { return get(status_); }
+  std::string failureReason() const override { return get(reason_); }
   ItemStatus waitUntilResolved(double timeoutSeconds, const std::atomic<bool>* cancel) override;
-  void setDelegate(std::weak_ptr<PlayerItemDelegate> delegate) override;
+  void setDelegate(std::weak_ptr<PlayerItemDelegate> d) override { set(delegate_, d); }
+  void addOutput(std::shared_ptr<VideoOutput>) override {}
+  void removeOutput(const std::shared_ptr<VideoOutput>&) override {}
+  void addOutput(std::shared_ptr<MetadataOutput>) override {}
+  void removeOutput(const std::shared_ptr<MetadataOutput>&) override {}
+  void addOutput(std::shared_ptr<LegibleOutput> output) override {
+    set(legible, std::static_pointer_cast<ScriptedLegibleOutput>(output));
+  }
+  double durationSeconds() const override { return get(duration); }
+  double currentTimeSeconds() const override { return get(position); }
+  std::optional<double> currentDateEpochSeconds() const override { return std::nullopt; }
+  std::vector<TimeRange> loadedTimeRanges() const override { return get(ranges); }
+  Size2D presentationSize() const override { return {1280, 720}; }
+  std::vector<VideoTrackGeometry> videoTracks() const override { return {}; }
+  void setPreferredPeakBitRate(double bitsPerSecond) override { set(peakBitRate, bitsPerSecond); }
+  void setPreferredMaximumResolution(Size2D size) override { set(maximumResolution, size); }
+  void applyPreferences() override {}
+  std::vector<MediaStreamInfo> mediaStreams(MediaCharacteristic) const override { return {}; }
+  void select(MediaCharacteristic, std::optional<std::size_t>) override {}
 
-  void addOutput(std::shared_ptr<VideoOutput> output) override;
-  void removeOutput(const std::shared_ptr<VideoOutput>& output) override;
-  void addOutput(std::shared_ptr<MetadataOutput> output) override;
-  void removeOutput(const std::shared_ptr<MetadataOutput>& output) override;
-  void addOutput(std::shared_ptr<LegibleOutput> output) override;
-
-  double durationSeconds() const override;
-  double currentTimeSeconds() const override;
-  std::optional<double> currentDateEpochSeconds() const override;
-  std::vector<TimeRange> loadedTimeRanges() const override;
-  Size2D presentationSize() const override;
-  std::vector<VideoTrackGeometry> videoTracks() const override;
-
-  void setPreferredPeakBitRate(double bitsPerSecond) override;
-  void setPreferredMaximumResolution(Size2D size) override;
-  void applyPreferences() override;
-
-  std::vector<MediaStreamInfo> mediaStreams(MediaCharacteristic kind) const override;
-  void select(MediaCharacteristic kind, std::optional<std::size_t> index) override;
-
-  // What the test scripts; guarded by mutex.
-  mutable std::mutex mutex;
-  double duration = 10.0;
-  double position = 0.0;
-  std::optional<double> date;
+  // What the test scripts and what the player asked for.
+  double duration = 10.0, position = 0.0, peakBitRate = 0.0;
   std::vector<TimeRange> ranges;
-  Size2D size{1280, 720};
-  std::vector<VideoTrackGeometry> tracks;
-  std::vector<MediaStreamInfo> audio;
-  std::vector<MediaStreamInfo> text;
-  // What the player did.
-  double peakBitRate = 0;
   Size2D maximumResolution;
-  int applyCount = 0;
-  std::vector<std::string> selections;  // "audio:1", "text:none"
-  int videoOutputs = 0;
-  int metadataOutputs = 0;
   std::shared_ptr<ScriptedLegibleOutput> legible;
-  std::shared_ptr<ScriptedMetadataOutput> metadata;
 
  private:
-  std::string url_;
+  const std::string url_;
   ItemStatus status_ = ItemStatus::Unknown;
   std::string reason_;
   std::condition_variable resolved_;
   std::weak_ptr<PlayerItemDelegate> delegate_;
 };
 
-class ScriptedPlayer : public MediaPlayer {
+class ScriptedPlayer : public MediaPlayer, public Guarded {
  public:
   explicit ScriptedPlayer(std::shared_ptr<ScriptedItem> item) : item_(std::move(item)) {}
   std::shared_ptr<PlayerItem> currentItem() const override { return item_; }
-  void play() override;
-  void pause() override;
-  void setRate(float rate) override;
-  float rate() const override;
-  void seek(int64_t milliseconds, bool exact) override;
-  void setVolume(float volume) override;
-  void setMuted(bool muted) override;
+  void play() override { record("play", 1.0f); }
+  void pause() override { record("pause", 0.0f); }
+  void setRate(float rate) override { record("rate", rate); }
+  float rate() const override { return get(rate_); }
+  void seek(int64_t ms, bool exact) override {
+    record("seek:" + std::to_string(ms) + (exact ? ":exact" : ""));
+  }
+  void setVolume(float volume) override {
+    record("volume");
+    set(volume_, std::optional<double>(volume));
+  }
+  void setMuted(bool muted) override { record(muted ? "muted:1" : "muted:0"); }
   double currentTimeSeconds() const override { return item_->currentTimeSeconds(); }
 
-  // The calls in order: "play", "pause", "rate:2", "seek:5000:exact", "volume:0.5", "muted:1".
-  std::vector<std::string> calls() const;
+  // The calls in order ("play", "seek:5000:exact", "muted:1", ...) starting with `prefix`.
+  std::vector<std::string> calls(const std::string& prefix = "") const;
+  std::optional<double> volume() const { return get(volume_); }
 
  private:
-  void record(std::string call);
+  void record(std::string call, std::optional<float> rate = std::nullopt);
   std::shared_ptr<ScriptedItem> item_;
-  mutable std::mutex mutex_;
   std::vector<std::string> calls_;
   float rate_ = 0.0f;
+  std::optional<double> volume_;
 };
 
-class ScriptedEngine : public MediaEngine {
+class ScriptedEngine : public MediaEngine, public Guarded {
  public:
   std::shared_ptr<PlayerItem> makeItem(const std::string& url) override;
   std::shared_ptr<MediaPlayer> makePlayer(std::shared_ptr<PlayerItem> item) override;
   std::shared_ptr<VideoOutput> makeVideoOutput() override;
-  std::shared_ptr<MetadataOutput> makeMetadataOutput(MetadataOutput::Sink sink) override;
-  std::shared_ptr<LegibleOutput> makeLegibleOutput(LegibleOutput::Sink sink) override;
-
-  // The n-th item / player made, waiting up to a few seconds for the load to make it.
+  std::shared_ptr<MetadataOutput> makeMetadataOutput(MetadataOutput::Sink) override {
+    return std::make_shared<MetadataOutput>();
+  }
+  std::shared_ptr<LegibleOutput> makeLegibleOutput(LegibleOutput::Sink sink) override {
+    return std::make_shared<ScriptedLegibleOutput>(std::move(sink));
+  }
+  // The n-th item / player made, waiting a few seconds for a load to make it.
   std::shared_ptr<ScriptedItem> item(std::size_t n);
   std::shared_ptr<ScriptedPlayer> player(std::size_t n);
-
-  // Streams every new item starts with.
-  std::vector<MediaStreamInfo> audio;
-  std::vector<MediaStreamInfo> text;
+  std::size_t itemCount() const { return get(items_).size(); }
 
  private:
-  std::mutex mutex_;
+  template <typename T>
+  std::shared_ptr<T> nth(const std::vector<std::shared_ptr<T>>& made, std::size_t n);
   std::condition_variable made_;
   std::vector<std::shared_ptr<ScriptedItem>> items_;
   std::vector<std::shared_ptr<ScriptedPlayer>> players_;
+};
+
+// A path source the test feeds by hand: feed(satisfied) reaches the monitor
+// attached now, synchronously, as the system source would from its thread.
+class FedPathSource : public Guarded, public std::enable_shared_from_this<FedPathSource> {
+ public:
+  PathMonitorFactory factory();
+  void feed(bool satisfied) {
+    if (auto handler = get(handler_)) handler(satisfied);
+  }
+  int monitorsMade() const { return get(made_); }
+
+ private:
+  class Monitor;
+  std::function<void(bool)> handler_;
+  int made_ = 0;
+  int attachedId_ = 0;
 };
 
 }  // namespace zent::testing
