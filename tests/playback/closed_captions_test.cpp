@@ -112,9 +112,7 @@ TEST_F(ClosedCaptionsTest, ProgressiveFileShowsCc1ByDefaultAndListsTheChannelsCa
 
 // Live content has no total time: the caption events carry 0, and no ERROR.
 TEST_F(ClosedCaptionsTest, LiveStreamRaisesCaptionEventsWithZeroTotalTime) {
-  LiveHlsOptions options;
-  options.windowSegments = 3;
-  LiveHlsPlaylist live(cea608Hls(), "", options);
+  LiveHlsPlaylist live(cea608Hls(), 3);
   live.start();
   openPlaying(server_.url(live.playlistPath()));
   auto caption = eventRecorder().waitFor(

@@ -3,68 +3,60 @@
 #ifndef ZENT_TESTS_SUPPORT_LOG_RECORDER_H
 #define ZENT_TESTS_SUPPORT_LOG_RECORDER_H
 
-#include <chrono>
-#include <condition_variable>
-#include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <mutex>
-#include <optional>
-#include <string>
-#include <thread>
-#include <vector>
+
+#include "support/recorder.h"
 
 namespace zent::test {
 
 struct RecordedLogLine {
   int32_t level = 0;  // 0 DEBUG .. 3 ERROR
   std::string line;   // copied during the call
-  std::chrono::steady_clock::time_point at;
-  std::thread::id thread;
-  size_t sequence = 0;  // position since the last clear()
+  size_t sequence = 0;
 
-  std::string describe() const;  // `#2 ERROR +5ms: <line>`
+  std::string describe() const {
+    return "#" + std::to_string(sequence) + " level " + std::to_string(level) + ": " + line;
+  }
 };
 
-using LogPredicate = std::function<bool(const RecordedLogLine&)>;
-
-class LogRecorder {
+class LogRecorder : public Recorder<RecordedLogLine> {
  public:
-  void record(int32_t level, const char* line);  // called by the callback
-
-  // The first line at position >= `from` containing `fragment` (at `minLevel`
-  // or above), waiting up to `timeout` for it.
+  using Recorder::count;
+  using Recorder::waitFor;
+  // Lines containing `fragment` at `minLevel` or above, from position `from`.
   std::optional<RecordedLogLine> waitFor(const std::string& fragment,
                                          std::chrono::milliseconds timeout, size_t from = 0,
-                                         int32_t minLevel = 0) const;
-  std::optional<RecordedLogLine> waitFor(const LogPredicate& predicate,
-                                         std::chrono::milliseconds timeout, size_t from = 0) const;
-
-  // Lines containing `fragment` at `minLevel` or above, from position `from`.
-  size_t count(const std::string& fragment, int32_t minLevel = 0, size_t from = 0) const;
+                                         int32_t minLevel = 0) const {
+    return waitFor(matching(fragment, minLevel), timeout, from);
+  }
+  size_t count(const std::string& fragment, int32_t minLevel = 0, size_t from = 0) const {
+    return count(matching(fragment, minLevel), from);
+  }
   bool contains(const std::string& fragment, int32_t minLevel = 0, size_t from = 0) const {
     return count(fragment, minLevel, from) > 0;
   }
-  size_t size() const;
-  std::vector<RecordedLogLine> lines() const;
-  void clear();
-  // Every line (the last `limit` of them), for failure messages.
-  std::string describe(size_t limit = 200) const;
+  std::vector<RecordedLogLine> lines() const { return entries(); }
 
  private:
-  mutable std::mutex mutex_;
-  mutable std::condition_variable arrived_;
-  std::vector<RecordedLogLine> lines_;
-  std::chrono::steady_clock::time_point epoch_ = std::chrono::steady_clock::now();
+  static Predicate matching(const std::string& fragment, int32_t minLevel) {
+    return [=](const RecordedLogLine& entry) {
+      return entry.level >= minLevel && entry.line.find(fragment) != std::string::npos;
+    };
+  }
 };
 
-// The process-wide recorder behind logRecorderCallback.
-LogRecorder& logRecorder();
+// The process-wide recorder behind logRecorderCallback (never destroyed: late
+// callbacks stay safe).
+inline LogRecorder& logRecorder() {
+  static LogRecorder* recorder = new LogRecorder;
+  return *recorder;
+}
 
 }  // namespace zent::test
 
-// The ZentPlayerLogCallback to install with NativeSetLogCallback: records into
-// zent::test::logRecorder().
-extern "C" void logRecorderCallback(int32_t level, const char* line);
+// The ZentPlayerLogCallback to install with NativeSetLogCallback.
+extern "C" inline void logRecorderCallback(int32_t level, const char* line) {
+  zent::test::logRecorder().record({level, line ? line : ""});
+}
 
 #endif

@@ -9,30 +9,23 @@
 
 namespace zent::test {
 
-// Where generated media live: $ZENT_TEST_MEDIA_DIR when set, else
-// <build tree>/test-media, else <temp dir>/zent-test-media-<uid> when the build
-// tree is not writable. Created on first use.
+// <build tree>/test-media, created on first use.
 const std::string& mediaCacheDir();
 
 // Writes one item at `partialPath`: a file, or a directory it creates itself.
 using MediaMaker = std::function<void(const std::string& partialPath)>;
 
 // Returns mediaCacheDir()/<key>, making it first when it is absent. `key` names
-// the item and its recipe version and carries the item's extension, e.g.
+// the item and its recipe version and carries the item's extension.
 std::string cachedMedia(const std::string& key, const MediaMaker& make);
 
 // Runs ffmpeg (with -hide_banner -nostdin -loglevel error -y before `args`).
 void runFfmpeg(const std::vector<std::string>& args);
 
-// Runs ffprobe (with -v error before `args`) and returns its stdout. Throws on
-// failure.
-std::string runFfprobe(const std::vector<std::string>& args);
-
-// One value from ffprobe: `entries` as for -show_entries (e.g. "format=duration"
-// or "stream=width"), `stream` as for -select_streams (e.g. "v:0", or "" for
-// none). Returns the first value printed, trimmed; "" when there is none.
+// The first value ffprobe prints for `entries` (as for -show_entries, e.g.
+// "stream=start_time") of `stream` (as for -select_streams, e.g. "v:0").
 std::string probeValue(const std::string& path, const std::string& entries,
-                       const std::string& stream = "");
+                       const std::string& stream);
 
 }  // namespace zent::test
 

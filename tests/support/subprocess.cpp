@@ -7,10 +7,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
 
@@ -23,53 +22,29 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 std::string tail(const std::string& text) {
-  constexpr size_t kTail = 3000;
-  return text.size() > kTail ? "..." + text.substr(text.size() - kTail) : text;
+  return text.size() > 3000 ? "..." + text.substr(text.size() - 3000) : text;
+}
+
+std::string joined(const std::vector<std::string>& argv) {
+  std::string line;
+  for (const std::string& arg : argv) line += (line.empty() ? "'" : " '") + arg + "'";
+  return line;
 }
 
 }  // namespace
 
-std::string quoteCommand(const std::vector<std::string>& argv) {
-  std::string line;
-  for (const std::string& arg : argv) {
-    if (!line.empty()) line += ' ';
-    if (!arg.empty() && arg.find_first_of(" \t\n'\"\\$`*?[]{}();&|<>!#~") == std::string::npos) {
-      line += arg;
-      continue;
-    }
-    line += '\'';
-    for (char c : arg) line += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    line += '\'';
-  }
-  return line;
-}
-
 std::string ProcessResult::describe() const {
-  std::string text = "command: " + command + "\n";
-  if (!started) {
-    text += "could not be started";
-  } else if (timedOut) {
-    text += "killed after its time limit";
-  } else if (signal != 0) {
-    text += "ended by signal " + std::to_string(signal);
-  } else {
-    text += "exit code " + std::to_string(exitCode);
-  }
-  if (!err.empty()) text += "\nstderr (tail):\n" + tail(err);
-  return text;
+  return "command: " + command + "\nexit code " + std::to_string(exitCode) + "\nstderr (tail):\n" +
+         tail(err);
 }
 
 ProcessResult runProcess(const std::vector<std::string>& argv, milliseconds timeout) {
   ProcessResult result;
-  result.command = quoteCommand(argv);
+  result.command = joined(argv);
   try {
     ChildProcess child(argv);
-    result.started = true;
     child.closeInput();
-    std::optional<int> status = child.waitForExit(timeout);
-    result.timedOut = !child.exited();
-    result.exitCode = status.value_or(-1);
-    result.signal = child.endSignal();
+    result.exitCode = child.waitForExit(timeout).value_or(-1);
     for (const std::string& line : child.lines()) result.out += line + "\n";
     result.err = child.errors();
   } catch (const std::exception& e) {
@@ -84,18 +59,15 @@ ProcessResult runChecked(const std::vector<std::string>& argv, milliseconds time
   return result;
 }
 
-ChildProcess::ChildProcess(const std::vector<std::string>& argv, const EnvChanges& env) {
-  if (argv.empty()) throw std::runtime_error("no program given");
-  command_ = quoteCommand(argv);
+ChildProcess::ChildProcess(const std::vector<std::string>& argv, const EnvChanges& env)
+    : command_(joined(argv)) {
   char stderrTemplate[] = "/tmp/zent-test-stderr-XXXXXX";
   const int stderrFd = mkstemp(stderrTemplate);
-  if (stderrFd < 0) throw std::runtime_error("no temporary file for stderr");
-  stderrPath_ = stderrTemplate;
   int in[2], out[2];
-  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) {
-    close(stderrFd);
-    throw std::runtime_error(std::string("pipe: ") + std::strerror(errno));
+  if (argv.empty() || stderrFd < 0 || pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) {
+    throw std::runtime_error("cannot start " + command_);
   }
+  stderrPath_ = stderrTemplate;
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
@@ -104,7 +76,6 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv, const EnvChange
   posix_spawnattr_t attributes;  // its own process group: a kill reaches nothing of the test's
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-  posix_spawnattr_setpgroup(&attributes, 0);
 
   std::vector<std::string> environment;
   for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -116,25 +87,19 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv, const EnvChange
   }
   std::vector<char*> args, envp;
   for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
-  args.push_back(nullptr);
   for (auto& entry : environment) envp.push_back(entry.data());
+  args.push_back(nullptr);
   envp.push_back(nullptr);
-  pid_t pid = -1;
-  const int failed = posix_spawnp(&pid, args[0], &actions, &attributes, args.data(), envp.data());
+  const int failed = posix_spawnp(&pid_, args[0], &actions, &attributes, args.data(), envp.data());
   posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attributes);
-  close(in[0]);
-  close(out[1]);
-  close(stderrFd);
-  if (failed != 0) {
-    close(in[1]);
-    close(out[0]);
-    unlink(stderrPath_.c_str());
-    throw std::runtime_error("cannot start " + argv[0] + ": " + std::strerror(failed));
-  }
-  pid_ = pid;
+  for (int fd : {in[0], out[1], stderrFd}) close(fd);
   stdin_ = in[1];
   stdout_ = out[0];
+  if (failed != 0) {
+    pid_ = -1;
+    throw std::runtime_error("cannot start " + argv[0] + ": " + std::strerror(failed));
+  }
 }
 
 ChildProcess::~ChildProcess() {
@@ -142,20 +107,20 @@ ChildProcess::~ChildProcess() {
     kill(pid_, SIGKILL);
     waitpid(pid_, nullptr, 0);
   }
-  closeInput();
-  if (stdout_ >= 0) close(stdout_);
+  for (int fd : {stdin_, stdout_}) close(fd);
   unlink(stderrPath_.c_str());
 }
 
 bool ChildProcess::readSome(milliseconds timeout) {
-  if (outputClosed_) return false;
+  if (stdout_ < 0) return false;
   pollfd output{stdout_, POLLIN, 0};
   if (poll(&output, 1, static_cast<int>(timeout.count())) <= 0) return true;
   char buffer[65536];
   const ssize_t got = read(stdout_, buffer, sizeof buffer);
+  if (got < 0 && errno == EINTR) return true;
   if (got <= 0) {
-    if (got < 0 && errno == EINTR) return true;
-    outputClosed_ = true;
+    close(stdout_);
+    stdout_ = -1;
     if (!partial_.empty()) lines_.push_back(std::move(partial_));
     partial_.clear();
     return false;
@@ -175,11 +140,7 @@ std::optional<std::string> ChildProcess::waitForLine(
     for (; nextLine_ < lines_.size(); ++nextLine_) {
       if (match(lines_[nextLine_])) return lines_[nextLine_++];
     }
-    const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now());
-    if (left.count() <= 0) return std::nullopt;
-    if (!readSome(std::min(left, milliseconds(200))) && nextLine_ >= lines_.size()) {
-      return std::nullopt;
-    }
+    if (Clock::now() >= deadline || !readSome(milliseconds(100))) return std::nullopt;
   }
 }
 
@@ -196,7 +157,7 @@ void ChildProcess::send(const std::string& line) {
 }
 
 void ChildProcess::closeInput() {
-  if (stdin_ >= 0) close(stdin_);
+  close(stdin_);
   stdin_ = -1;
 }
 
@@ -206,22 +167,21 @@ std::optional<int> ChildProcess::waitForExit(milliseconds timeout) {
     int status = 0;
     if (waitpid(pid_, &status, WNOHANG) == pid_) {
       exited_ = true;
-      if (WIFEXITED(status)) exitStatus_ = WEXITSTATUS(status);
-      if (WIFSIGNALED(status)) signal_ = WTERMSIG(status);
-      break;
+      if (WIFEXITED(status)) exitCode_ = WEXITSTATUS(status);
+    } else if (Clock::now() >= deadline) {
+      return std::nullopt;
+    } else if (!readSome(milliseconds(50))) {
+      std::this_thread::sleep_for(milliseconds(20));
     }
-    if (Clock::now() >= deadline) return std::nullopt;
-    if (!readSome(milliseconds(50))) std::this_thread::sleep_for(milliseconds(20));
   }
   // Read what it printed; a grandchild holding the pipe open is not waited for long.
   const auto drainUntil = Clock::now() + std::chrono::seconds(2);
   while (readSome(milliseconds(50)) && Clock::now() < drainUntil) {
   }
-  return exitStatus_;
+  return exitCode_;
 }
 
 std::optional<int> ChildProcess::terminate(milliseconds grace) {
-  if (exited_ || pid_ <= 0) return exitStatus_;
   kill(pid_, SIGTERM);
   return waitForExit(grace);
 }
@@ -235,15 +195,13 @@ bool ChildProcess::printed(const std::string& text) const {
 
 std::string ChildProcess::errors() const {
   std::ifstream file(stderrPath_);
-  return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 std::string ChildProcess::transcript() const {
-  std::ostringstream text;
-  text << "$ " << command_ << "\n--- stdout ---\n";
-  for (const auto& line : lines_) text << line << "\n";
-  text << partial_ << "\n--- stderr (tail) ---\n" << tail(errors());
-  return text.str();
+  std::string text = "$ " + command_ + "\n--- stdout ---\n";
+  for (const auto& line : lines_) text += line + "\n";
+  return text + partial_ + "\n--- stderr (tail) ---\n" + tail(errors());
 }
 
 }  // namespace zent::test

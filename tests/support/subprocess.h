@@ -13,17 +13,13 @@
 namespace zent::test {
 
 struct ProcessResult {
-  bool started = false;   // false when the program could not be started
-  bool timedOut = false;  // killed because the time limit passed
-  int exitCode = -1;      // -1 when killed by a signal or not started
-  int signal = 0;         // the signal that ended it, 0 when it exited
+  int exitCode = -1;  // -1 when it could not start, timed out or a signal ended it
   std::string out;
   std::string err;
-
-  bool ok() const { return started && !timedOut && exitCode == 0; }
-  // The command, how it ended and the tail of stderr, for failure messages.
-  std::string describe() const;
   std::string command;
+
+  bool ok() const { return exitCode == 0; }
+  std::string describe() const;  // the command, its exit code and the tail of stderr
 };
 
 // Runs argv[0] (looked up in PATH) with an empty stdin; kills it when `timeout`
@@ -31,17 +27,15 @@ struct ProcessResult {
 ProcessResult runProcess(const std::vector<std::string>& argv, std::chrono::milliseconds timeout);
 // As runProcess, but throws std::runtime_error carrying describe() unless ok().
 ProcessResult runChecked(const std::vector<std::string>& argv, std::chrono::milliseconds timeout);
-std::string quoteCommand(const std::vector<std::string>& argv);
 
 // A running program in its own process group, stdin and stdout on pipes,
 // stderr in a temporary file. Killed when the object goes away.
 class ChildProcess {
  public:
-  // A value sets the variable, nullopt removes it.
-  using EnvChanges = std::map<std::string, std::optional<std::string>>;
+  using EnvChanges = std::map<std::string, std::optional<std::string>>;  // nullopt: unset
 
   // Throws std::runtime_error when it cannot start.
-  ChildProcess(const std::vector<std::string>& argv, const EnvChanges& env = {});
+  explicit ChildProcess(const std::vector<std::string>& argv, const EnvChanges& env = {});
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
@@ -54,13 +48,10 @@ class ChildProcess {
                                              std::chrono::milliseconds timeout);
   void send(const std::string& line);  // `line` and a newline into stdin
   void closeInput();
-  // The exit status, or nullopt when the time runs out (left running) or a signal ended it.
+  // The exit code, or nullopt when the time runs out or a signal ended it.
   std::optional<int> waitForExit(std::chrono::milliseconds timeout);
-  // SIGTERM, then waitForExit(grace).
-  std::optional<int> terminate(std::chrono::milliseconds grace);
+  std::optional<int> terminate(std::chrono::milliseconds grace);  // SIGTERM, then waitForExit
 
-  bool exited() const { return exited_; }
-  int endSignal() const { return signal_; }
   const std::vector<std::string>& lines() const { return lines_; }
   bool printed(const std::string& text) const;
   std::string errors() const;      // what it wrote to stderr
@@ -76,9 +67,7 @@ class ChildProcess {
   std::string partial_;
   std::vector<std::string> lines_;
   size_t nextLine_ = 0;
-  bool outputClosed_ = false;
-  std::optional<int> exitStatus_;
-  int signal_ = 0;
+  std::optional<int> exitCode_;
   bool exited_ = false;
   std::string command_;
 };

@@ -3,6 +3,47 @@
 #include <dlfcn.h>
 
 namespace zent::test {
+namespace {
+
+struct LoadedApi {
+  std::optional<ZentApi> api;
+  std::string error;
+};
+
+// Opens the library this build made and resolves every export; the error
+// names dlopen's reason or every missing symbol.
+const LoadedApi& loadedApi() {
+  static const LoadedApi loaded = [] {
+    LoadedApi result;
+    void* handle = dlopen(ZENT_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
+    if (!handle) {
+      result.error = std::string("cannot load ") + ZENT_LIBRARY_PATH + ": " + dlerror();
+      return result;
+    }
+    ZentApi api;
+    api.handle = handle;
+    auto find = [&](const char* name) {
+      void* symbol = dlsym(handle, name);
+      if (!symbol) result.error += std::string(" ") + name;
+      return symbol;
+    };
+#define ZENT_API_RESOLVE(name) api.name = reinterpret_cast<decltype(&::name)>(find(#name));
+    ZENT_API_FUNCTIONS(ZENT_API_RESOLVE)
+#undef ZENT_API_RESOLVE
+    api.ZentPlayeriOSVersionNumber = static_cast<const double*>(find("ZentPlayeriOSVersionNumber"));
+    api.ZentPlayeriOSVersionString =
+        static_cast<const unsigned char*>(find("ZentPlayeriOSVersionString"));
+    if (result.error.empty()) {
+      result.api = api;
+    } else {
+      result.error = std::string(ZENT_LIBRARY_PATH) + " lacks host exports:" + result.error;
+    }
+    return result;
+  }();
+  return loaded;
+}
+
+}  // namespace
 
 const std::vector<std::string>& zentApiSymbolNames() {
   static const std::vector<std::string> names = [] {
@@ -17,67 +58,8 @@ const std::vector<std::string>& zentApiSymbolNames() {
   return names;
 }
 
-std::optional<ZentApi> loadZentApi(const std::string& path, std::string* error) {
-  void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (!handle) {
-    if (error) {
-      const char* reason = dlerror();
-      *error = "cannot load " + path + ": " + (reason ? reason : "unknown dlopen error");
-    }
-    return std::nullopt;
-  }
-
-  ZentApi api;
-  api.handle = handle;
-  std::vector<std::string> missing;
-  auto find = [&](const char* name) {
-    void* symbol = dlsym(handle, name);
-    if (!symbol) missing.emplace_back(name);
-    return symbol;
-  };
-#define ZENT_API_RESOLVE(name) api.name = reinterpret_cast<decltype(&::name)>(find(#name));
-  ZENT_API_FUNCTIONS(ZENT_API_RESOLVE)
-#undef ZENT_API_RESOLVE
-  api.ZentPlayeriOSVersionNumber = static_cast<const double*>(find("ZentPlayeriOSVersionNumber"));
-  api.ZentPlayeriOSVersionString =
-      static_cast<const unsigned char*>(find("ZentPlayeriOSVersionString"));
-
-  if (!missing.empty()) {
-    if (error) {
-      *error = path + " lacks " + std::to_string(missing.size()) + " of the " +
-               std::to_string(zentApiSymbolNames().size()) + " host exports:";
-      for (const std::string& name : missing) *error += " " + name;
-    }
-    return std::nullopt;  // the handle stays open; the library may be loaded again
-  }
-  return api;
-}
-
-namespace {
-
-struct LoadedApi {
-  std::optional<ZentApi> api;
-  std::string error;
-};
-
-const LoadedApi& loadedApi() {
-  static const LoadedApi loaded = [] {
-    LoadedApi result;
-#ifdef ZENT_LIBRARY_PATH
-    result.api = loadZentApi(ZENT_LIBRARY_PATH, &result.error);
-#else
-    result.error = "ZENT_LIBRARY_PATH was not defined when the test support library was built";
-#endif
-    return result;
-  }();
-  return loaded;
-}
-
-}  // namespace
-
 const ZentApi* zentApi() {
-  const LoadedApi& loaded = loadedApi();
-  return loaded.api ? &*loaded.api : nullptr;
+  return loadedApi().api ? &*loadedApi().api : nullptr;
 }
 
 const std::string& zentApiError() {

@@ -50,11 +50,6 @@ struct ZentApi {
 // The names of every function and data export the loader resolves.
 const std::vector<std::string>& zentApiSymbolNames();
 
-// Opens the library at `path` and resolves every export. On failure returns
-// nullopt and, when `error` is given, says why: dlopen's message, or the full
-// list of missing symbols.
-std::optional<ZentApi> loadZentApi(const std::string& path, std::string* error = nullptr);
-
 // The library this build made (ZENT_LIBRARY_PATH), loaded once per process.
 const ZentApi* zentApi();
 const std::string& zentApiError();
