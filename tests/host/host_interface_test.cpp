@@ -11,11 +11,10 @@
 #include <thread>
 
 #include "support/event_recorder.h"
-#include "support/file_util.h"
+#include "support/files.h"
 #include "support/http_server.h"
 #include "support/log_recorder.h"
 #include "support/media_fixtures.h"
-#include "support/scoped_temp_dir.h"
 #include "support/zent_api.h"
 
 namespace zent::test {

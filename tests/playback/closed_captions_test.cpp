@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "playback/playback_fixture.h"
-#include "support/cea608_media.h"
+#include "support/media_fixtures.h"
 #include "support/live_hls_playlist.h"
 
 namespace zent::test {
@@ -110,17 +110,22 @@ TEST_F(ClosedCaptionsTest, ProgressiveFileShowsCc1ByDefaultAndListsTheChannelsCa
   EXPECT_EQ(text(api().NativeGetCaptionStreamName(0, 1)), "CC3");
 }
 
-// Live content has no total time: the caption events carry 0, and no ERROR.
-TEST_F(ClosedCaptionsTest, LiveStreamRaisesCaptionEventsWithZeroTotalTime) {
+// Live content has no total time (NaN crosses the boundary as 0): the caption
+// events carry 0, the position advances, and no ERROR.
+TEST_F(ClosedCaptionsTest, LiveStreamHasNoTotalTimeAndRaisesCaptionEventsWithZero) {
   LiveHlsPlaylist live(cea608Hls(), 3);
   live.start();
   openPlaying(server_.url(live.playlistPath()));
+  EXPECT_EQ(api().NativeGetTotalTime(0), 0);
+  const int64_t start = api().NativeGetCurrentTime(0);
   auto caption = eventRecorder().waitFor(
       [](const RecordedEvent& e) { return e.type == kCaptionEvent && !e.text.empty(); },
       seconds(30));
   ASSERT_TRUE(caption) << describe();
   EXPECT_EQ(caption->params[1], 0);
   EXPECT_GT(caption->params[0], 0);
+  EXPECT_TRUE(pollUntil([&] { return api().NativeGetCurrentTime(0) >= start + 1500; }, seconds(8)))
+      << "position stayed at " << api().NativeGetCurrentTime(0);
   EXPECT_EQ(logRecorder().count("", 3), 0u) << describe();
 }
 

@@ -5,7 +5,7 @@
 
 #include "metadata/timed_id3_hls.h"
 #include "playback/playback_fixture.h"
-#include "support/scoped_temp_dir.h"
+#include "support/files.h"
 
 namespace zent::test {
 namespace {

@@ -38,7 +38,7 @@ class SourcePlaybackTest : public PlaybackTest, public ::testing::WithParamInter
   }
 };
 
-TEST_P(SourcePlaybackTest, BecomesReadyPlaysAndReportsItsLength) {
+TEST_P(SourcePlaybackTest, PlaysSeeksToTheRequestedPositionAndEndsOnce) {
   HttpServer server;
   open(server);
   ASSERT_TRUE(waitForEvent(0, 0, seconds(30))) << describe();
@@ -48,12 +48,7 @@ TEST_P(SourcePlaybackTest, BecomesReadyPlaysAndReportsItsLength) {
   // Only a stall fails here: the speed itself is measured in bench/.
   EXPECT_TRUE(pollUntil([&] { return api().NativeGetCurrentTime(0) >= 2000; }, seconds(20)))
       << "position " << api().NativeGetCurrentTime(0);
-}
 
-TEST_P(SourcePlaybackTest, SeekSettlesOnTheRequestedPositionAndEndComesOnce) {
-  HttpServer server;
-  open(server);
-  ASSERT_TRUE(waitForEvent(0, 3, seconds(30))) << describe();
   ASSERT_EQ(api().NativePause(0), 0);
   size_t mark = eventRecorder().events().size();
   ASSERT_EQ(api().NativeSeek(0, 5000), 0);

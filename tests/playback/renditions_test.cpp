@@ -6,7 +6,7 @@
 
 #include "../engine/tone_sink.h"
 #include "playback/playback_fixture.h"
-#include "support/scoped_temp_dir.h"
+#include "support/files.h"
 #include "support/subprocess.h"
 
 namespace zent::test {

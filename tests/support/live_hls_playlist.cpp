@@ -8,12 +8,28 @@
 #include <filesystem>
 #include <sstream>
 
-#include "support/file_util.h"
+#include "support/files.h"
 #include "support/media_cache.h"
 
 namespace fs = std::filesystem;
 
 namespace zent::test {
+
+std::vector<HlsSegment> parseMediaSegments(const std::string& playlist) {
+  std::vector<HlsSegment> segments;
+  std::istringstream lines(playlist);
+  double duration = -1;
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (line.rfind("#EXTINF:", 0) == 0) {
+      duration = std::stod(line.substr(8));
+    } else if (!line.empty() && line[0] != '#' && duration >= 0) {
+      segments.push_back({duration, line});
+      duration = -1;
+    }
+  }
+  return segments;
+}
 
 LiveHlsPlaylist::LiveHlsPlaylist(std::string segmentsDir, int windowSegments)
     : segmentsDir_(std::move(segmentsDir)), window_(windowSegments) {
@@ -78,7 +94,9 @@ void LiveHlsPlaylist::publishLocked() {
     if (k > first && k % count == 0) text << "#EXT-X-DISCONTINUITY\n";
     text << "#EXTINF:" << segment.duration << ",\n" << name << "\n";
   }
-  writeFileAtomically(playlistPath(), text.str());
+  // Renamed over the old one: a reader sees the old playlist or the new, never a mix.
+  writeFile(playlistPath() + ".tmp", text.str());
+  fs::rename(playlistPath() + ".tmp", playlistPath());
 }
 
 }  // namespace zent::test

@@ -11,9 +11,15 @@
 #include <thread>
 #include <vector>
 
-#include "support/hls_text.h"
-
 namespace zent::test {
+
+struct HlsSegment {
+  double duration = 0;  // EXTINF
+  std::string uri;      // as written in the playlist
+};
+
+// The segments of a media playlist, in order.
+std::vector<HlsSegment> parseMediaSegments(const std::string& playlist);
 
 class LiveHlsPlaylist {
  public:

@@ -59,8 +59,7 @@ ProcessResult runChecked(const std::vector<std::string>& argv, milliseconds time
   return result;
 }
 
-ChildProcess::ChildProcess(const std::vector<std::string>& argv, const EnvChanges& env)
-    : command_(joined(argv)) {
+ChildProcess::ChildProcess(const std::vector<std::string>& argv) : command_(joined(argv)) {
   char stderrTemplate[] = "/tmp/zent-test-stderr-XXXXXX";
   const int stderrFd = mkstemp(stderrTemplate);
   int in[2], out[2];
@@ -77,20 +76,10 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv, const EnvChange
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
 
-  std::vector<std::string> environment;
-  for (char** entry = environ; *entry != nullptr; ++entry) {
-    std::string text = *entry;
-    if (env.count(text.substr(0, text.find('='))) == 0) environment.push_back(text);
-  }
-  for (const auto& [name, value] : env) {
-    if (value) environment.push_back(name + "=" + *value);
-  }
-  std::vector<char*> args, envp;
+  std::vector<char*> args;
   for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
-  for (auto& entry : environment) envp.push_back(entry.data());
   args.push_back(nullptr);
-  envp.push_back(nullptr);
-  const int failed = posix_spawnp(&pid_, args[0], &actions, &attributes, args.data(), envp.data());
+  const int failed = posix_spawnp(&pid_, args[0], &actions, &attributes, args.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attributes);
   for (int fd : {in[0], out[1], stderrFd}) close(fd);

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,10 +31,8 @@ ProcessResult runChecked(const std::vector<std::string>& argv, std::chrono::mill
 // stderr in a temporary file. Killed when the object goes away.
 class ChildProcess {
  public:
-  using EnvChanges = std::map<std::string, std::optional<std::string>>;  // nullopt: unset
-
   // Throws std::runtime_error when it cannot start.
-  explicit ChildProcess(const std::vector<std::string>& argv, const EnvChanges& env = {});
+  explicit ChildProcess(const std::vector<std::string>& argv);
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;

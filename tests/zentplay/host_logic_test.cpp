@@ -89,25 +89,18 @@ PlayerEvent event(int32_t type, int32_t p1 = 0, int32_t p2 = 0, std::string text
   return PlayerEvent{isError, 0, type, p1, p2, 0, 1, std::move(text)};
 }
 
+// The words the headless runs do not already see.
 TEST(EventWords, EachEventIsNamedInWords) {
-  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_PLAYBACK_READY, 2)), "player 0: ready");
-  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_PLAYBACK_PLAY)), "player 0: play");
-  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_PLAYBACK_PAUSE)), "player 0: pause");
-  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_PLAYBACK_STOP)), "player 0: stop");
-  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_PLAYBACK_SEEK, 4000, 9000)),
-            "player 0: seek 4000 -> 9000 ms");
-  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_NETWORK_CONNECTED)),
-            "player 0: network connected");
-  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_END_OF_CONTENT)), "player 0: end of content");
-  EXPECT_EQ(describeEvent(event(42, 1, 2, "odd")), "player 0: event 42 (1, 2): odd");
-  EXPECT_EQ(describeEvent(event(ZENTPLAYER_ERROR_NETWORK_FAILED, 0, 0, "", true)),
-            "player 0: network lost");
-  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_CAPTION_TEXT, 5, 10000, "Hello")),
-            "player 0: caption: Hello");
-  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_CAPTION_TEXT, 0, 10000, "")),
-            "player 0: caption cleared");
-  EXPECT_EQ(describeEvent(event(ZENTPLAYER_EVENT_CAPTION_TEXT, 0, 0, "Third cue\r\nsecond line\n")),
-            "player 0: caption: Third cue / second line");
+  const std::pair<PlayerEvent, const char*> kCases[] = {
+      {event(ZENTPLAYER_EVENT_PLAYBACK_STOP), "player 0: stop"},
+      {event(ZENTPLAYER_EVENT_NETWORK_CONNECTED), "player 0: network connected"},
+      {event(42, 1, 2, "odd"), "player 0: event 42 (1, 2): odd"},
+      {event(ZENTPLAYER_ERROR_NETWORK_FAILED, 0, 0, "", true), "player 0: network lost"},
+      {event(ZENTPLAYER_EVENT_CAPTION_TEXT, 0, 10000, ""), "player 0: caption cleared"},
+      {event(ZENTPLAYER_EVENT_CAPTION_TEXT, 0, 0, "Third cue\r\nsecond line\n"),
+       "player 0: caption: Third cue / second line"},
+  };
+  for (const auto& [e, words] : kCases) EXPECT_EQ(describeEvent(e), words);
 }
 
 TEST(EventQueue, TheListenerCopiesTextThatDiesAfterTheCall) {
@@ -126,15 +119,11 @@ TEST(EventQueue, TheListenerCopiesTextThatDiesAfterTheCall) {
   EXPECT_TRUE(listenerQueue().drain().empty());
 }
 
-TEST(Commands, WordsAndKeysMapToActions) {
-  EXPECT_EQ(parseCommand("pause"), Action::TogglePause);
+TEST(Commands, KeysMapToActions) {
   EXPECT_EQ(parseCommand(" "), Action::TogglePause);
-  EXPECT_EQ(parseCommand("seek+"), Action::SeekForward);
   EXPECT_EQ(parseCommand("-"), Action::SeekBack);
   EXPECT_EQ(parseCommand("  a \r"), Action::NextAudio);
-  EXPECT_EQ(parseCommand("captions"), Action::ToggleCaptions);
   EXPECT_EQ(parseCommand("v"), Action::NextVariant);
-  EXPECT_EQ(parseCommand("quit"), Action::Quit);
   EXPECT_EQ(parseCommand(""), std::nullopt);
   EXPECT_EQ(parseCommand("rewind"), std::nullopt);
 }
