@@ -37,17 +37,12 @@ std::string lowerCase(std::string text) {
   return text;
 }
 
+// Only manifests need naming: media are told by their first bytes.
 std::string contentTypeFor(const std::string& path) {
-  static const std::map<std::string, std::string> kTypes = {
-      {".m3u8", "application/vnd.apple.mpegurl"},
-      {".mpd", "application/dash+xml"},
-      {".mp4", "video/mp4"},
-      {".m4s", "video/iso.segment"},
-      {".ts", "video/mp2t"},
-      {".vtt", "text/vtt"},
-      {".srt", "application/x-subrip"}};
-  auto it = kTypes.find(lowerCase(fs::path(path).extension().string()));
-  return it == kTypes.end() ? "application/octet-stream" : it->second;
+  const std::string extension = lowerCase(fs::path(path).extension().string());
+  return extension == ".m3u8"  ? "application/vnd.apple.mpegurl"
+         : extension == ".mpd" ? "application/dash+xml"
+                               : "application/octet-stream";
 }
 
 std::string responseHead(int status, const std::string& type, uint64_t length, bool keepAlive,
