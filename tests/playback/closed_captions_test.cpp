@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "playback/playback_fixture.h"
-#include "support/media_fixtures.h"
 #include "support/live_hls_playlist.h"
+#include "support/media_fixtures.h"
 
 namespace zent::test {
 namespace {

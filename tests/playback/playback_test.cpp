@@ -64,9 +64,10 @@ TEST_P(SourcePlaybackTest, PlaysSeeksToTheRequestedPositionAndEndsOnce) {
   // Play the rest: the end of content is reported once.
   ASSERT_EQ(api().NativeSeek(0, 8500), 0);
   ASSERT_EQ(api().NativeResume(0), 0);
-  ASSERT_TRUE(waitForEvent(0, 20, seconds(15))) << describe();
-  EXPECT_FALSE(eventRecorder().waitForCount([](const RecordedEvent& e) { return e.type == 20; }, 2,
-                                            milliseconds(1500)));
+  auto end = eventRecorder().waitFor(isEvent(0, kEndEvent), seconds(15), mark);
+  ASSERT_TRUE(end) << describe();
+  EXPECT_FALSE(
+      eventRecorder().waitFor(isEvent(0, kEndEvent), milliseconds(1500), end->sequence + 1));
 }
 
 INSTANTIATE_TEST_SUITE_P(Sources, SourcePlaybackTest,

@@ -104,14 +104,6 @@ std::string mp4_rotated() {
   });
 }
 
-std::string mp4_1080p() {
-  return cachedMedia("mp4_1080p-v1.mp4", [](const std::string& out) {
-    runFfmpeg(Args{} + testPattern(1920, 1080, 10) + sineTone(440, 10) + Args{"-t", "10"} +
-              h264Video() + Args{"-b:v", "6M", "-maxrate", "6M", "-bufsize", "12M"} +
-              aacAudio("128k") + Args{"-movflags", "+faststart", out});
-  });
-}
-
 // ---- Colour bars -------------------------------------------------------
 
 const std::array<PatternBand, 8>& patternBands() {

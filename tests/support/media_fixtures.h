@@ -24,9 +24,6 @@ std::string mp4_720p();
 // shown turned a quarter clockwise (image-orientation=rotate-90) as 360x640.
 std::string mp4_rotated();
 
-// 1920x1080, 10 s, 6 Mbit/s, 440 Hz tone.
-std::string mp4_1080p();
-
 constexpr int kPatternWidth = 1280;
 constexpr int kPatternHeight = 720;
 

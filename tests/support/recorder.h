@@ -42,15 +42,6 @@ class Recorder {
     });
     return found;
   }
-  bool waitForCount(const Predicate& predicate, size_t count, std::chrono::milliseconds timeout,
-                    size_t from = 0) const {
-    std::unique_lock<std::mutex> lock(mutex_);
-    size_t matched = 0;
-    return arrived_.wait_for(lock, timeout, [&] {
-      for (; from < entries_.size(); ++from) matched += predicate(entries_[from]) ? 1 : 0;
-      return matched >= count;
-    });
-  }
   size_t count(const Predicate& predicate, size_t from = 0) const {
     std::lock_guard<std::mutex> lock(mutex_);
     size_t matched = 0;
