@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <regex>
 #include <set>
@@ -15,6 +14,7 @@
 #include "support/http_server.h"
 #include "support/log_recorder.h"
 #include "support/media_fixtures.h"
+#include "support/subprocess.h"
 #include "support/zent_api.h"
 
 namespace zent::test {
@@ -210,19 +210,12 @@ TEST_F(HostInterfaceTest, ProgramDateTimesBeyondInt32SecondsSaturate) {
 }
 
 TEST_F(HostInterfaceTest, OnlyTheHostFunctionsAndVersionDataAreExported) {
-  std::string command = std::string("nm -D --defined-only ") + ZENT_LIBRARY_PATH;
-  FILE* pipe = popen(command.c_str(), "r");
-  ASSERT_NE(pipe, nullptr);
+  std::istringstream lines(
+      runChecked({"nm", "-D", "--defined-only", ZENT_LIBRARY_PATH}, std::chrono::seconds(60)).out);
   std::set<std::string> exported;
-  char line[512];
-  while (std::fgets(line, sizeof line, pipe)) {
-    std::string text(line);
-    auto space = text.find_last_of(' ');
-    std::string name = text.substr(space + 1);
-    name.erase(name.find_last_not_of("\n") + 1);
-    exported.insert(name);
+  for (std::string line; std::getline(lines, line);) {
+    exported.insert(line.substr(line.find_last_of(' ') + 1));
   }
-  ASSERT_EQ(pclose(pipe), 0);
   std::set<std::string> expected(zentApiSymbolNames().begin(), zentApiSymbolNames().end());
   EXPECT_EQ(exported, expected);
 }
