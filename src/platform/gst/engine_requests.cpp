@@ -28,6 +28,7 @@ struct EngineRequests::State {
   std::optional<std::chrono::steady_clock::time_point> deadline;
   std::array<bool, 2> settlePending{false, false};
   bool stopping = false;
+  std::optional<std::chrono::steady_clock::time_point> runningSince;
 
   bool waitingOf(Kind kind) const {
     return std::any_of(waiting.begin(), waiting.end(),
@@ -128,6 +129,13 @@ bool EngineRequests::busy(Kind kind) const {
   return state_->inFlight == kind || state_->waitingOf(kind);
 }
 
+std::chrono::milliseconds EngineRequests::runningFor() const {
+  std::lock_guard lock(state_->mutex);
+  if (!state_->runningSince) return std::chrono::milliseconds(0);
+  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                               *state_->runningSince);
+}
+
 void EngineRequests::run(const std::shared_ptr<State>& state) {
   using Clock = std::chrono::steady_clock;
   std::unique_lock lock(state->mutex);
@@ -150,11 +158,13 @@ void EngineRequests::run(const std::shared_ptr<State>& state) {
     if (next != waiting.end()) {
       State::Entry entry = std::move(*next);
       waiting.erase(next);
+      state->runningSince = Clock::now();
       if (!entry.flushing) {
         lock.unlock();
         entry.plain();
         entry.plain = nullptr;  // its captures are released outside the lock too
         lock.lock();
+        state->runningSince.reset();
         continue;
       }
       state->inFlight = entry.kind;
@@ -163,6 +173,7 @@ void EngineRequests::run(const std::shared_ptr<State>& state) {
       bool sent = entry.flush();
       entry.flush = nullptr;
       lock.lock();
+      state->runningSince.reset();
       // The report may have come while the request was being sent.
       if (state->inFlight == entry.kind && state->flight == flight) {
         if (sent) {

@@ -52,6 +52,9 @@ class EngineRequests {
   void completed(Kind kind);
   // A flushing request of this kind waits or is in flight.
   bool busy(Kind kind) const;
+  // How long the request the thread is running now has been running (0 when idle):
+  // a state change that never returns holds every later request of the item.
+  std::chrono::milliseconds runningFor() const;
   // Forgets a request in flight (its pipeline was replaced; no report will come).
   void abandonInFlight();
 

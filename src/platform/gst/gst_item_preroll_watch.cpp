@@ -82,12 +82,20 @@ void GstPlayerItem::checkPreroll(int attempt) {
     case Next::Restarted:
       Logger::log(LogLevel::WARNING,
                   "Media engine: " + url_ +
-                      ": loading stalled before the first frame; loading again on a new pipeline");
+                      ": loading stalled before the first frame; loading again on a new pipeline" +
+                      stuckRequestNote());
       [[fallthrough]];
     case Next::WatchAgain:
       watchPreroll(attempt);
       return;
   }
+}
+
+std::string GstPlayerItem::stuckRequestNote() const {
+  const auto running = requests_->runningFor();
+  if (running < std::chrono::seconds(1)) return "";
+  return " (a request to the old pipeline has not returned after " +
+         std::to_string(running.count()) + " ms; the new pipeline's requests wait behind it)";
 }
 
 void GstPlayerItem::rebuildPipelineLocked() {

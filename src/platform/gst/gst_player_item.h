@@ -129,6 +129,9 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   // Restarts a load that stalled before the first preroll (main queue).
   void watchPreroll(int attempt);
   void checkPreroll(int attempt);
+  // Names a request of the item that has been running for a second or more (a
+  // state change that does not return holds the new pipeline's requests too).
+  std::string stuckRequestNote() const;
 
   // Requests to the pipeline; the *Locked ones with transportMutex_ held. What
   // they apply is read when they run, so a later request supersedes a waiting one.
