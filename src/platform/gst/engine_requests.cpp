@@ -29,6 +29,7 @@ struct EngineRequests::State {
   std::array<bool, 2> settlePending{false, false};
   bool stopping = false;
   std::optional<std::chrono::steady_clock::time_point> runningSince;
+  uint64_t generation = 0;  // a thread of an older generation ends after its request
 
   bool waitingOf(Kind kind) const {
     return std::any_of(waiting.begin(), waiting.end(),
@@ -50,7 +51,7 @@ EngineRequests::EngineRequests(std::string name, std::chrono::milliseconds settl
   state_->name = std::move(name);
   state_->settleWait = settleWait;
   state_->settled = std::move(settled);
-  thread_ = std::thread([state = state_] { run(state); });
+  threads_.emplace_back([state = state_] { run(state, 0); });
 }
 
 EngineRequests::~EngineRequests() {
@@ -60,14 +61,34 @@ EngineRequests::~EngineRequests() {
     state_->waiting.clear();
   }
   state_->wake.notify_all();
-  if (joiner_) {
-    auto thread = std::make_shared<std::thread>(std::move(thread_));
-    joiner_([thread] {
-      if (thread->joinable()) thread->join();
-    });
-  } else {
-    thread_.detach();
+  std::lock_guard threadsLock(threadsMutex_);
+  for (std::thread& each : threads_) {
+    if (joiner_) {
+      auto thread = std::make_shared<std::thread>(std::move(each));
+      joiner_([thread] {
+        if (thread->joinable()) thread->join();
+      });
+    } else {
+      each.detach();
+    }
   }
+}
+
+bool EngineRequests::replaceStuckThread(std::chrono::milliseconds stuck) {
+  uint64_t generation;
+  {
+    std::lock_guard lock(state_->mutex);
+    if (state_->stopping || !state_->runningSince ||
+        std::chrono::steady_clock::now() - *state_->runningSince < stuck) {
+      return false;
+    }
+    generation = ++state_->generation;
+    state_->runningSince.reset();
+    state_->endFlight();
+  }
+  std::lock_guard threadsLock(threadsMutex_);
+  threads_.emplace_back([state = state_, generation] { run(state, generation); });
+  return true;
 }
 
 void EngineRequests::setJoiner(std::function<void(std::function<void()>)> joiner) {
@@ -136,10 +157,10 @@ std::chrono::milliseconds EngineRequests::runningFor() const {
                                                                *state_->runningSince);
 }
 
-void EngineRequests::run(const std::shared_ptr<State>& state) {
+void EngineRequests::run(const std::shared_ptr<State>& state, uint64_t generation) {
   using Clock = std::chrono::steady_clock;
   std::unique_lock lock(state->mutex);
-  while (!state->stopping) {
+  while (!state->stopping && state->generation == generation) {
     // Settled kinds are reported first, outside the lock.
     for (Kind kind : {Kind::Seek, Kind::Selection}) {
       bool& pending = state->settlePending[static_cast<std::size_t>(kind)];
@@ -149,7 +170,7 @@ void EngineRequests::run(const std::shared_ptr<State>& state) {
       if (state->settled) state->settled(kind);
       lock.lock();
     }
-    if (state->stopping) break;
+    if (state->stopping || state->generation != generation) break;
 
     auto& waiting = state->waiting;
     auto next = std::find_if(waiting.begin(), waiting.end(), [&](const State::Entry& e) {
@@ -164,6 +185,7 @@ void EngineRequests::run(const std::shared_ptr<State>& state) {
         entry.plain();
         entry.plain = nullptr;  // its captures are released outside the lock too
         lock.lock();
+        if (state->generation != generation) break;  // replaced while it ran
         state->runningSince.reset();
         continue;
       }
@@ -173,6 +195,7 @@ void EngineRequests::run(const std::shared_ptr<State>& state) {
       bool sent = entry.flush();
       entry.flush = nullptr;
       lock.lock();
+      if (state->generation != generation) break;  // replaced while it ran
       state->runningSince.reset();
       // The report may have come while the request was being sent.
       if (state->inFlight == entry.kind && state->flight == flight) {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace zent {
 
@@ -55,6 +56,10 @@ class EngineRequests {
   // How long the request the thread is running now has been running (0 when idle):
   // a state change that never returns holds every later request of the item.
   std::chrono::milliseconds runningFor() const;
+  // Leaves the thread stuck in a request that has run for at least `stuck` to
+  // finish alone and runs the requests after it on a new thread (the pipeline that
+  // request went to was replaced). False, and nothing changes, when none is stuck.
+  bool replaceStuckThread(std::chrono::milliseconds stuck);
   // Forgets a request in flight (its pipeline was replaced; no report will come).
   void abandonInFlight();
 
@@ -64,10 +69,11 @@ class EngineRequests {
 
  private:
   struct State;
-  static void run(const std::shared_ptr<State>& state);
+  static void run(const std::shared_ptr<State>& state, uint64_t generation);
 
   const std::shared_ptr<State> state_;
-  std::thread thread_;
+  std::mutex threadsMutex_;
+  std::vector<std::thread> threads_;  // the current one last; earlier ones were stuck
   std::function<void(std::function<void()>)> joiner_;
 };
 

@@ -27,6 +27,8 @@ constexpr guint kNetworkPrerollWaitMs = 10000;
 // Loading restarts at most this often; a local file that still has not prerolled
 // then fails, a network source goes on waiting for its server.
 constexpr int kMaxPrerollRestarts = 2;
+// A request to the pipeline running this long at a restart is taken to be stuck.
+constexpr std::chrono::milliseconds kStuckRequest{1000};
 
 }  // namespace
 
@@ -54,6 +56,7 @@ void GstPlayerItem::checkPreroll(int attempt) {
   if (status() != ItemStatus::Unknown) return;
   const bool local = isLocalFile();
   enum class Next { Done, WatchAgain, Restarted, GiveUp } next;
+  std::string stuckNote;
   {
     LibraryLock lock(transportMutex_);
     if (pipeline_ == nullptr || prerolled_ || live_ || attempt != prerollAttempt_) return;
@@ -66,6 +69,7 @@ void GstPlayerItem::checkPreroll(int attempt) {
       next = local ? Next::GiveUp : Next::Done;
     } else {
       ++prerollAttempt_;
+      stuckNote = stuckRequestNote();
       rebuildPipelineLocked();
       next = busWatch_ != nullptr ? Next::Restarted : Next::Done;
     }
@@ -83,7 +87,7 @@ void GstPlayerItem::checkPreroll(int attempt) {
       Logger::log(LogLevel::WARNING,
                   "Media engine: " + url_ +
                       ": loading stalled before the first frame; loading again on a new pipeline" +
-                      stuckRequestNote());
+                      stuckNote);
       [[fallthrough]];
     case Next::WatchAgain:
       watchPreroll(attempt);
@@ -93,9 +97,9 @@ void GstPlayerItem::checkPreroll(int attempt) {
 
 std::string GstPlayerItem::stuckRequestNote() const {
   const auto running = requests_->runningFor();
-  if (running < std::chrono::seconds(1)) return "";
+  if (running < kStuckRequest) return "";
   return " (a request to the old pipeline has not returned after " +
-         std::to_string(running.count()) + " ms; the new pipeline's requests wait behind it)";
+         std::to_string(running.count()) + " ms; it is left to finish on its own thread)";
 }
 
 void GstPlayerItem::rebuildPipelineLocked() {
@@ -122,7 +126,9 @@ void GstPlayerItem::rebuildPipelineLocked() {
   build();
   if (pipeline_ == nullptr || busWatch_ == nullptr) return;  // failed, with the reason
   if (tapped) installId3TapLocked();
-  // A request sent to the stalled pipeline gets no report from the new one.
+  // A request stuck in the stalled pipeline (a state change that does not return)
+  // must not hold the new pipeline's; one merely sent gets no report from it.
+  requests_->replaceStuckThread(kStuckRequest);
   requests_->abandonInFlight();
   requestAudioLocked();
   requestStateLocked();
