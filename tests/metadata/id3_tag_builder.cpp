@@ -83,17 +83,12 @@ TagFrame comment(std::string_view language, std::string_view description, std::s
 Bytes id3Tag(uint8_t version, const std::vector<TagFrame>& frames, bool unsynchronised,
              bool extendedHeader, size_t padding) {
   Bytes body;
-  if (extendedHeader) appendSyncSafe(body, 6);  // 2.4: its size, one flag byte, no flags
-  if (extendedHeader) body.insert(body.end(), {1, 0});
+  if (extendedHeader) body = {0, 0, 0, 6, 1, 0};  // 2.4: its size, one flag byte, no flags
   for (const TagFrame& f : frames) {
     const bool perFrame = version >= 4 && unsynchronised;
     const Bytes content = perFrame ? unsynchronise(f.body) : f.body;
     body.insert(body.end(), f.id.begin(), f.id.end());
-    if (version >= 4) {
-      appendSyncSafe(body, static_cast<uint32_t>(content.size()));
-    } else {
-      appendBigEndian32(body, static_cast<uint32_t>(content.size()));
-    }
+    (version >= 4 ? appendSyncSafe : appendBigEndian32)(body, uint32_t(content.size()));
     body.insert(body.end(), {0, static_cast<uint8_t>(f.formatFlags | (perFrame ? 0x02 : 0))});
     body.insert(body.end(), content.begin(), content.end());
   }

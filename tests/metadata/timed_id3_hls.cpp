@@ -32,20 +32,17 @@ uint32_t crc32Mpeg(const uint8_t* data, size_t size) {
 }
 
 const auto pidOf = [](const uint8_t* p) -> uint16_t { return ((p[1] & 0x1F) << 8) | p[2]; };
-const auto startsUnit = [](const uint8_t* p) -> bool { return p[1] & 0x40; };
 std::optional<size_t> payloadOffset(const uint8_t* p) {
-  uint8_t control = (p[3] >> 4) & 0x3;
-  size_t offset = 4 + ((control & 0x2) ? 1 + p[4] : 0);
-  if (!(control & 0x1) || offset >= kPacket) return std::nullopt;
+  const size_t offset = 4 + ((p[3] & 0x20) ? 1 + p[4] : 0);
+  if (!(p[3] & 0x10) || offset >= kPacket) return std::nullopt;
   return offset;
 }
-const auto sectionOf = [](const uint8_t* p) {
-  return p + *payloadOffset(p) + 1 + p[*payloadOffset(p)];
-};
 
-std::optional<uint64_t> pesPts(const uint8_t* packet) {
-  std::optional<size_t> offset = payloadOffset(packet);
-  if (!offset || *offset + 14 > kPacket) return std::nullopt;
+// The PTS of a video or audio packet that starts a PES packet.
+std::optional<uint64_t> mediaPts(const uint8_t* packet) {
+  const std::optional<size_t> offset = payloadOffset(packet);
+  if (!(packet[1] & 0x40) || !isMedia(pidOf(packet)) || !offset || *offset + 14 > kPacket)
+    return std::nullopt;
   const uint8_t* pes = packet + *offset;
   if (pes[0] != 0 || pes[1] != 0 || pes[2] != 1 || !(pes[7] & 0x80)) return std::nullopt;
   const uint8_t* t = pes + 9;
@@ -53,39 +50,36 @@ std::optional<uint64_t> pesPts(const uint8_t* packet) {
          (uint64_t{t[3]} << 7) | (t[4] >> 1);
 }
 
-void append(Bytes& out, std::initializer_list<uint8_t> bytes) {
+void append(Bytes& out, const Bytes& bytes) {
   out.insert(out.end(), bytes.begin(), bytes.end());
 }
 
 // The "ID3 " identification of the metadata pointer and metadata descriptors.
-void appendId3Identification(Bytes& out) {
-  append(out, {0xFF, 0xFF, 'I', 'D', '3', ' ', 0xFF, 'I', 'D', '3', ' ', 0x00});
-}
+const Bytes kId3Identification{0xFF, 0xFF, 'I', 'D', '3', ' ', 0xFF, 'I', 'D', '3', ' ', 0x00};
 
 // Adds a metadata_pointer_descriptor to the program info and an elementary
 // stream of type 0x15 on kId3Pid with a metadata_descriptor.
 void addMetadataStreamToPmt(uint8_t* packet) {
-  const uint8_t* section = sectionOf(packet);
+  const uint8_t* section = packet + *payloadOffset(packet) + 1 + packet[*payloadOffset(packet)];
   const size_t start = static_cast<size_t>(section - packet);
   size_t length = ((section[1] & 0x0F) << 8) | section[2];
   size_t infoLength = ((section[10] & 0x0F) << 8) | section[11];
   Bytes info(section + 12, section + 12 + infoLength);
   append(info, {0x25, 15});
-  appendId3Identification(info);
+  append(info, kId3Identification);
   append(info, {0x1F, section[3], section[4]});
   Bytes streams(section + 12 + infoLength, section + 3 + length - 4);
   append(streams, {0x15, 0xE0 | (kId3Pid >> 8), kId3Pid & 0xFF, 0xF0, 15, 0x26, 13});
-  appendId3Identification(streams);
+  append(streams, kId3Identification);
   append(streams, {0x0F});
 
   Bytes rebuilt(section, section + 10);
   size_t newLength = 9 + info.size() + streams.size() + 4;
   rebuilt[1] = static_cast<uint8_t>((section[1] & 0xF0) | (newLength >> 8));
   rebuilt[2] = static_cast<uint8_t>(newLength & 0xFF);
-  append(rebuilt, {static_cast<uint8_t>(0xF0 | (info.size() >> 8)),
-                   static_cast<uint8_t>(info.size() & 0xFF)});
-  rebuilt.insert(rebuilt.end(), info.begin(), info.end());
-  rebuilt.insert(rebuilt.end(), streams.begin(), streams.end());
+  append(rebuilt, {static_cast<uint8_t>(0xF0 | (info.size() >> 8)), uint8_t(info.size())});
+  append(rebuilt, info);
+  append(rebuilt, streams);
   appendBigEndian32(rebuilt, crc32Mpeg(rebuilt.data(), rebuilt.size()));
   if (start + rebuilt.size() > kPacket) throw std::runtime_error("PMT too long");
   std::copy(rebuilt.begin(), rebuilt.end(), packet + start);
@@ -101,7 +95,7 @@ Bytes transportPackets(const Bytes& tag, uint16_t pid, uint64_t pts90k, uint8_t&
                0x05, static_cast<uint8_t>(0x21 | ((pts90k >> 29) & 0x0E)),
                static_cast<uint8_t>(pts90k >> 22), static_cast<uint8_t>(0x01 | (pts90k >> 14)),
                static_cast<uint8_t>(pts90k >> 7), static_cast<uint8_t>(0x01 | (pts90k << 1))});
-  pes.insert(pes.end(), tag.begin(), tag.end());
+  append(pes, tag);
   Bytes out;
   for (size_t at = 0; at < pes.size();) {
     size_t payload = std::min<size_t>(pes.size() - at, kPacket - 4);
@@ -118,7 +112,7 @@ Bytes transportPackets(const Bytes& tag, uint16_t pid, uint64_t pts90k, uint8_t&
     counter = (counter + 1) & 0x0F;
     packet.insert(packet.end(), pes.begin() + static_cast<long>(at),
                   pes.begin() + static_cast<long>(at + payload));
-    out.insert(out.end(), packet.begin(), packet.end());
+    append(out, packet);
     at += payload;
   }
   return out;
@@ -161,10 +155,7 @@ Id3HlsStream makeTimedId3Hls(const fs::path& directory) {
   }
   std::optional<uint64_t> firstPts;
   for (size_t at = 0; at + kPacket <= files[0].size(); at += kPacket) {
-    const uint8_t* packet = &files[0][at];
-    std::optional<uint64_t> pts =
-        startsUnit(packet) && isMedia(pidOf(packet)) ? pesPts(packet) : std::nullopt;
-    if (pts) firstPts = std::min(firstPts.value_or(*pts), *pts);
+    if (auto pts = mediaPts(&files[0][at])) firstPts = std::min(firstPts.value_or(*pts), *pts);
   }
   if (!firstPts) throw std::runtime_error("no media time stamps in the first segment");
   uint8_t counter = 0;
@@ -175,17 +166,14 @@ Id3HlsStream makeTimedId3Hls(const fs::path& directory) {
         uint64_t pts =
             *firstPts + static_cast<uint64_t>(std::llround(stream.tags[next].seconds * 90000));
         if (beforePts && *beforePts < pts) return;
-        Bytes packets = transportPackets(stream.tags[next].tag, kId3Pid, pts, counter);
-        out.insert(out.end(), packets.begin(), packets.end());
+        append(out, transportPackets(stream.tags[next].tag, kId3Pid, pts, counter));
       }
     };
     for (size_t at = 0; at + kPacket <= files[s].size(); at += kPacket) {
       uint8_t* packet = &files[s][at];
       if (packet[0] != 0x47) throw std::runtime_error("lost transport-stream sync");
-      if (pidOf(packet) == kPmtPid && startsUnit(packet)) addMetadataStreamToPmt(packet);
-      std::optional<uint64_t> pts =
-          startsUnit(packet) && isMedia(pidOf(packet)) ? pesPts(packet) : std::nullopt;
-      if (pts) insertDue(pts);
+      if (pidOf(packet) == kPmtPid && (packet[1] & 0x40)) addMetadataStreamToPmt(packet);
+      if (auto pts = mediaPts(packet)) insertDue(pts);
       out.insert(out.end(), packet, packet + kPacket);
     }
     insertDue(std::nullopt);

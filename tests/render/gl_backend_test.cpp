@@ -1,5 +1,4 @@
-// The GL path on a real context (Mesa llvmpipe through surfaceless EGL), in a GL 3.3
-// core and a GLES 3.0 context: frames are converted and read back.
+// The GL path on real GL 3.3 core and GLES 3.0 contexts: frames converted and read back.
 
 #include <epoxy/gl.h>
 #include <gtest/gtest.h>
@@ -27,8 +26,7 @@ GLint integer(GLenum name) {
   return value;
 }
 
-// Checks the centre of every cell against its colour (alpha 1), reading the texture
-// through a framebuffer of our own; row 0 is the texture's first row.
+// The centre of every cell against its colour (alpha 1); row 0 is the texture's first row.
 void expectGrid(GLuint texture, const FrameSpec& s, const std::string& label) {
   ASSERT_NE(texture, 0u) << label;
   const GLint previous = integer(GL_READ_FRAMEBUFFER_BINDING);
@@ -48,9 +46,9 @@ void expectGrid(GLuint texture, const FrameSpec& s, const std::string& label) {
       const int y = (2 * row + 1) * s.height / (2 * rows);
       const test::Rgb want = test::colourAt(s, x, y);
       const uint8_t* got = &rgba[(static_cast<size_t>(y) * s.width + x) * 4];
-      const std::array<int, 4> expected{want.r, want.g, want.b, 255};
       for (int c = 0; c < 4; ++c) {
-        EXPECT_NEAR(got[c], expected[c], 3) << label << " cell " << row << "," << column;
+        EXPECT_NEAR(got[c], (std::array{want.r, want.g, want.b, 255}[c]), 3)
+            << label << " cell " << row << "," << column;
       }
     }
   }
@@ -117,13 +115,13 @@ TEST_P(GlTextureBackendTest, HostStateIsRestoredAndDoesNotAlterTheConversion) {
   glGenVertexArrays(1, &vao);
   glGenBuffers(1, &pbo);
   glGenSamplers(1, &sampler);
-  const std::string header =
-      gl->gles() ? "#version 300 es\nprecision highp float;\n" : "#version 330 core\n";
   const GLuint program = glCreateProgram();
   for (auto [stage, body] :
-       {std::pair{GL_VERTEX_SHADER, "void main() { gl_Position = vec4(0.0); }"},
-        std::pair{GL_FRAGMENT_SHADER, "out vec4 c; void main() { c = vec4(1.0); }"}}) {
-    const std::string source = header + body;
+       {std::pair{GL_VERTEX_SHADER, "void main() { gl_Position = vec4(0); }"},
+        std::pair{GL_FRAGMENT_SHADER, "out vec4 c; void main() { c = vec4(1); }"}}) {
+    const std::string source =
+        (gl->gles() ? "#version 300 es\nprecision highp float;\n" : "#version 330 core\n") +
+        std::string(body);
     const char* text = source.c_str();
     const GLuint shader = glCreateShader(stage);
     glShaderSource(shader, 1, &text, nullptr);
@@ -132,28 +130,6 @@ TEST_P(GlTextureBackendTest, HostStateIsRestoredAndDoesNotAlterTheConversion) {
     glDeleteShader(shader);
   }
   glLinkProgram(program);
-  const GLuint state[] = {GL_DRAW_FRAMEBUFFER_BINDING,
-                          fbos[0],
-                          GL_READ_FRAMEBUFFER_BINDING,
-                          fbos[1],
-                          GL_CURRENT_PROGRAM,
-                          program,
-                          GL_VERTEX_ARRAY_BINDING,
-                          vao,
-                          GL_ACTIVE_TEXTURE,
-                          GL_TEXTURE1,
-                          GL_TEXTURE_BINDING_2D,
-                          texture,
-                          GL_SAMPLER_BINDING,
-                          sampler,
-                          GL_PIXEL_UNPACK_BUFFER_BINDING,
-                          pbo,
-                          GL_UNPACK_ALIGNMENT,
-                          2,
-                          GL_UNPACK_ROW_LENGTH,
-                          5,
-                          GL_UNPACK_SKIP_ROWS,
-                          1};
   glBindFramebuffer(GL_DRAW_FRAMEBUFFER, fbos[0]);
   glBindFramebuffer(GL_READ_FRAMEBUFFER, fbos[1]);
   glUseProgram(program);
@@ -163,18 +139,22 @@ TEST_P(GlTextureBackendTest, HostStateIsRestoredAndDoesNotAlterTheConversion) {
   glBindSampler(0, sampler);  // on the unit the conversion samples
   glBindSampler(1, sampler);
   glBindBuffer(GL_PIXEL_UNPACK_BUFFER, pbo);
-  glPixelStorei(GL_UNPACK_ALIGNMENT, 2);
-  glPixelStorei(GL_UNPACK_ROW_LENGTH, 5);
-  glPixelStorei(GL_UNPACK_SKIP_ROWS, 1);
+  const std::pair<GLenum, GLint> pixelStore[] = {
+      {GL_UNPACK_ALIGNMENT, 2}, {GL_UNPACK_ROW_LENGTH, 5}, {GL_UNPACK_SKIP_ROWS, 1}};
+  for (auto [name, value] : pixelStore) glPixelStorei(name, value);
   glViewport(1, 2, 3, 4);
   for (GLenum cap : {GL_BLEND, GL_SCISSOR_TEST, GL_CULL_FACE}) glEnable(cap);
   glColorMask(GL_TRUE, GL_FALSE, GL_TRUE, GL_FALSE);
   ASSERT_EQ(glGetError(), GLenum{GL_NO_ERROR});
+  const std::pair<GLenum, GLuint> bindings[] = {
+      {GL_DRAW_FRAMEBUFFER_BINDING, fbos[0]}, {GL_READ_FRAMEBUFFER_BINDING, fbos[1]},
+      {GL_CURRENT_PROGRAM, program},          {GL_VERTEX_ARRAY_BINDING, vao},
+      {GL_ACTIVE_TEXTURE, GL_TEXTURE1},       {GL_TEXTURE_BINDING_2D, texture},
+      {GL_SAMPLER_BINDING, sampler},          {GL_PIXEL_UNPACK_BUFFER_BINDING, pbo}};
   for (PixelFormat format : {PixelFormat::I420, PixelFormat::RGBA}) {  // converted, and direct
     ASSERT_NE(upload(gridFrame(format, ColorMatrix::BT601, ColorRange::Full)), 0u);
-    for (size_t i = 0; i < std::size(state); i += 2) {
-      EXPECT_EQ(integer(state[i]), static_cast<GLint>(state[i + 1])) << std::hex << state[i];
-    }
+    for (auto [name, value] : bindings) EXPECT_EQ(integer(name), GLint(value)) << std::hex << name;
+    for (auto [name, value] : pixelStore) EXPECT_EQ(integer(name), value) << std::hex << name;
     std::array<GLint, 4> viewport{};
     glGetIntegerv(GL_VIEWPORT, viewport.data());
     EXPECT_EQ(viewport, (std::array<GLint, 4>{1, 2, 3, 4}));
