@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 using Bytes = std::vector<uint8_t>;
 
 constexpr size_t kPacket = 188;
-constexpr uint16_t kId3Pid = 0x0102;
+constexpr uint16_t kId3Pid = 0x0102;  // as the PMT below declares
 constexpr uint16_t kPmtPid = 0x1000;  // ffmpeg's PMT, video and audio PIDs
 const auto isMedia = [](uint16_t pid) { return pid == 0x100 || pid == 0x101; };
 
@@ -54,32 +54,17 @@ void append(Bytes& out, const Bytes& bytes) {
   out.insert(out.end(), bytes.begin(), bytes.end());
 }
 
-// The "ID3 " identification of the metadata pointer and metadata descriptors.
-const Bytes kId3Identification{0xFF, 0xFF, 'I', 'D', '3', ' ', 0xFF, 'I', 'D', '3', ' ', 0x00};
-
-// Adds a metadata_pointer_descriptor to the program info and an elementary
-// stream of type 0x15 on kId3Pid with a metadata_descriptor.
+// Adds an elementary stream of type 0x15 on kId3Pid whose metadata_descriptor names ID3.
 void addMetadataStreamToPmt(uint8_t* packet) {
   const uint8_t* section = packet + *payloadOffset(packet) + 1 + packet[*payloadOffset(packet)];
   const size_t start = static_cast<size_t>(section - packet);
-  size_t length = ((section[1] & 0x0F) << 8) | section[2];
-  size_t infoLength = ((section[10] & 0x0F) << 8) | section[11];
-  Bytes info(section + 12, section + 12 + infoLength);
-  append(info, {0x25, 15});
-  append(info, kId3Identification);
-  append(info, {0x1F, section[3], section[4]});
-  Bytes streams(section + 12 + infoLength, section + 3 + length - 4);
-  append(streams, {0x15, 0xE0 | (kId3Pid >> 8), kId3Pid & 0xFF, 0xF0, 15, 0x26, 13});
-  append(streams, kId3Identification);
-  append(streams, {0x0F});
-
-  Bytes rebuilt(section, section + 10);
-  size_t newLength = 9 + info.size() + streams.size() + 4;
-  rebuilt[1] = static_cast<uint8_t>((section[1] & 0xF0) | (newLength >> 8));
-  rebuilt[2] = static_cast<uint8_t>(newLength & 0xFF);
-  append(rebuilt, {static_cast<uint8_t>(0xF0 | (info.size() >> 8)), uint8_t(info.size())});
-  append(rebuilt, info);
-  append(rebuilt, streams);
+  Bytes rebuilt(section, section + ((section[1] & 0x0F) << 8) + section[2] - 1);  // CRC dropped
+  // stream_type 0x15 on PID 0x0102; metadata_descriptor: "ID3 " application and format.
+  append(rebuilt, {0x15, 0xE1, 0x02, 0xF0, 15,  0x26, 13,  0xFF, 0xFF, 'I',
+                   'D',  '3',  ' ',  0xFF, 'I', 'D',  '3', ' ',  0x00, 0x0F});
+  const size_t length = rebuilt.size() + 1;  // after the length field, with the CRC
+  rebuilt[1] = static_cast<uint8_t>((section[1] & 0xF0) | (length >> 8));
+  rebuilt[2] = static_cast<uint8_t>(length & 0xFF);
   appendBigEndian32(rebuilt, crc32Mpeg(rebuilt.data(), rebuilt.size()));
   if (start + rebuilt.size() > kPacket) throw std::runtime_error("PMT too long");
   std::copy(rebuilt.begin(), rebuilt.end(), packet + start);
