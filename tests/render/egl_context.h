@@ -15,8 +15,7 @@ namespace zent::test {
 
 enum class GlApi { DesktopCore33, Gles30 };
 
-class EglContext {
- public:
+struct EglContext {
   // A new context made current on the calling thread, or null (see lastError()).
   static std::unique_ptr<EglContext> create(GlApi api) {
     lastError_ = "no EGL device: ";
@@ -38,7 +37,7 @@ class EglContext {
         EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT, EGL_NONE};
     EGLContext context = eglCreateContext(display, EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT, attributes);
     if (context == EGL_NO_CONTEXT) return fail("no configless surfaceless context");
-    std::unique_ptr<EglContext> made(new EglContext(display, context, gles));
+    std::unique_ptr<EglContext> made(new EglContext{display, context, gles});
     if (!made->makeCurrent()) return fail("the context cannot be made current");
     lastError_.clear();
     return made;
@@ -61,9 +60,6 @@ class EglContext {
   }
   bool gles() const { return gles_; }
 
- private:
-  EglContext(EGLDisplay display, EGLContext context, bool gles)
-      : display_(display), context_(context), gles_(gles) {}
   static std::unique_ptr<EglContext> fail(const std::string& why) {
     lastError_ += why + " (EGL error " + std::to_string(eglGetError()) + ")";
     return nullptr;

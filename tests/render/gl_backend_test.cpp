@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <tuple>
 
 #include "render/egl_context.h"
 #include "render/gl_deferred_deletion.h"
@@ -57,10 +58,8 @@ void expectGrid(GLuint texture, const FrameSpec& s, const std::string& label) {
 // A 4 x 2 grid with odd row paddings: I420 chroma rows of 39 bytes, NV12 ones of 69 (not
 // whole two-byte texels), BGRA rows not a multiple of four bytes.
 FrameSpec gridFrame(PixelFormat format, ColorMatrix matrix, ColorRange range) {
-  FrameSpec s{format, 64, 32, matrix, range, {}, 4, test::eightColours()};
   const std::vector<int32_t> paddings[] = {{13, 7, 9}, {13, 5}, {6}, {8}};
-  s.padding = paddings[static_cast<int>(format)];
-  return s;
+  return {format, 64, 32, matrix, range, paddings[int(format)], 4, test::eightColours()};
 }
 
 class GlTextureBackendTest : public ::testing::TestWithParam<GlApi> {
@@ -98,8 +97,7 @@ TEST_P(GlTextureBackendTest, ConvertsEveryFormatMatrixRangeAndOddSize) {
             std::to_string(int(format)) + std::to_string(int(matrix)) + std::to_string(int(range));
         expectGrid(upload(s), s, label);
         if (format == PixelFormat::BGRA || format == PixelFormat::RGBA) continue;
-        s.width = 63;
-        s.height = 35;
+        std::tie(s.width, s.height) = std::pair(63, 35);
         expectGrid(upload(s), s, label + " odd size");
       }
     }

@@ -7,7 +7,6 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <tuple>
 #include <vector>
 
 #include "render/pixel_buffer.h"
@@ -18,29 +17,6 @@ struct Rgb {
   int r = 0, g = 0, b = 0;
 };
 
-// A frame that owns its planes.
-struct TestFrame : PixelBuffer {
-  struct Plane {
-    std::vector<uint8_t> bytes;
-    int32_t stride = 0, width = 0, height = 0;
-  };
-  PixelFormat format() const override { return format_; }
-  int32_t width() const override { return width_; }
-  int32_t height() const override { return height_; }
-  int32_t planeCount() const override { return static_cast<int32_t>(planes_.size()); }
-  PlaneView plane(int32_t i) const override {
-    const Plane& p = planes_.at(static_cast<std::size_t>(i));
-    return PlaneView{p.bytes.data(), p.stride, p.width, p.height};
-  }
-  ColorMatrix matrix() const override { return matrix_; }
-  ColorRange range() const override { return range_; }
-  PixelFormat format_;
-  int32_t width_, height_;
-  ColorMatrix matrix_;
-  ColorRange range_;
-  std::vector<Plane> planes_;
-};
-
 struct FrameSpec {
   PixelFormat format = PixelFormat::I420;
   int32_t width = 64, height = 32;
@@ -49,6 +25,26 @@ struct FrameSpec {
   std::vector<int32_t> padding;  // bytes after each row, per plane
   int32_t columns = 4;           // the grid's cells split the frame evenly
   std::vector<Rgb> cells;        // row by row, top first
+};
+
+// A frame that owns its planes.
+struct TestFrame : PixelBuffer {
+  struct Plane {
+    std::vector<uint8_t> bytes;
+    int32_t stride = 0, width = 0, height = 0;
+  };
+  PixelFormat format() const override { return spec.format; }
+  int32_t width() const override { return spec.width; }
+  int32_t height() const override { return spec.height; }
+  int32_t planeCount() const override { return static_cast<int32_t>(planes_.size()); }
+  PlaneView plane(int32_t i) const override {
+    const Plane& p = planes_.at(static_cast<std::size_t>(i));
+    return PlaneView{p.bytes.data(), p.stride, p.width, p.height};
+  }
+  ColorMatrix matrix() const override { return spec.matrix; }
+  ColorRange range() const override { return spec.range; }
+  FrameSpec spec;
+  std::vector<Plane> planes_;
 };
 
 inline int gridRows(const FrameSpec& s) {
@@ -75,8 +71,7 @@ inline std::array<uint8_t, 3> encodeYuv(const FrameSpec& s, Rgb c) {
 
 inline TestFrame makeFrame(const FrameSpec& s) {
   TestFrame f;
-  std::tie(f.format_, f.width_, f.height_, f.matrix_, f.range_) =
-      std::tuple(s.format, s.width, s.height, s.matrix, s.range);
+  f.spec = s;
   const bool rgb = s.format == PixelFormat::BGRA || s.format == PixelFormat::RGBA;
   const int32_t cw = (s.width + 1) / 2, ch = (s.height + 1) / 2;
   // Planes of (width, height, bytes per sample): luma or RGB, then chroma.
