@@ -134,8 +134,7 @@ TEST(Id3Reader, EachPayloadGivesItsFramesAndAtMostOneWarning) {
   }
 }
 
-// The record keeps the latest value of each field it knows, ignores other frames
-// (pictures, objects, TIT2) and keeps working after a malformed tag.
+// The latest value of each known field (TIT2, pictures, objects ignored), after bad tags too.
 TEST(MetadataDelegate, TagsFillTheRecordInOrderAndBadOnesKeepItUsable) {
   recordLogs();
   MetadataDelegate delegate;

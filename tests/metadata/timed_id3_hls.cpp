@@ -130,8 +130,7 @@ Id3HlsStream makeTimedId3Hls(const fs::path& directory) {
       (directory / "segment%d.ts").string() + "' '" + stream.playlist.string() + "'";
   if (std::system(command.c_str()) != 0) throw std::runtime_error("ffmpeg failed: " + command);
 
-  // Three segments of 2 s (a key frame every second); the tag at t goes in segment t / 2,
-  // just before its first media packet at or after t.
+  // The tag at t goes in segment t / 2, before its first media packet at or after t.
   std::vector<Bytes> files;
   for (int s = 0; s < 3; ++s) {
     std::ifstream in(directory / ("segment" + std::to_string(s) + ".ts"), std::ios::binary);

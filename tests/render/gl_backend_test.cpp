@@ -55,8 +55,7 @@ void expectGrid(GLuint texture, const FrameSpec& s, const std::string& label) {
   }
 }
 
-// A 4 x 2 grid with odd row paddings: I420 chroma rows of 39 bytes, NV12 ones of 69 (not
-// whole two-byte texels), BGRA rows not a multiple of four bytes.
+// Odd row paddings: I420 chroma rows of 39 bytes, NV12 of 69, BGRA not a multiple of four.
 FrameSpec gridFrame(PixelFormat format, ColorMatrix matrix, ColorRange range) {
   const std::vector<int32_t> paddings[] = {{13, 7, 9}, {13, 5}, {6}, {8}};
   return {format, 64, 32, matrix, range, paddings[int(format)], 4, test::eightColours()};
@@ -104,8 +103,7 @@ TEST_P(GlTextureBackendTest, ConvertsEveryFormatMatrixRangeAndOddSize) {
   }
 }
 
-// The host's bindings and pixel state come back as they were, and do not alter the
-// conversion (blend, scissor, write mask, a bound unpack buffer, a sampler on our unit).
+// The host's GL state comes back as it was and does not alter the conversion.
 TEST_P(GlTextureBackendTest, HostStateIsRestoredAndDoesNotAlterTheConversion) {
   GLuint texture = 0, fbos[2] = {}, vao = 0, pbo = 0, sampler = 0;
   glGenTextures(1, &texture);
@@ -180,10 +178,7 @@ TEST_P(GlTextureBackendTest, ABadFrameGivesNullAndOneErrorLineAndTheBackendStays
 }
 
 INSTANTIATE_TEST_SUITE_P(Contexts, GlTextureBackendTest,
-                         ::testing::Values(GlApi::DesktopCore33, GlApi::Gles30),
-                         [](const auto& info) {
-                           return info.param == GlApi::DesktopCore33 ? "GL33Core" : "GLES30";
-                         });
+                         ::testing::Values(GlApi::DesktopCore33, GlApi::Gles30));
 
 }  // namespace
 }  // namespace zent

@@ -75,8 +75,7 @@ TEST_F(TextureRendererTest, NewFramesGiveNewHandlesAndMissesKeepTheLastOne) {
   EXPECT_EQ(poll(1.6), 0u);
 }
 
-// Replaced at exactly kStallMisses misses in a row, once playback is at two whole
-// seconds (truncated toward zero); the count starts again.
+// Replaced at exactly kStallMisses misses in a row from two whole seconds of playback on.
 TEST_F(TextureRendererTest, StalledOutputIsReplacedAtExactlyTheStallMissCount) {
   const uintptr_t handle = frame(5.0);
   EXPECT_EQ(poll(5.0, kMisses - 1), handle);
