@@ -86,13 +86,11 @@ Bytes transportPackets(const Bytes& tag, uint16_t pid, uint64_t pts90k, uint8_t&
     size_t payload = std::min<size_t>(pes.size() - at, kPacket - 4);
     Bytes packet{0x47, static_cast<uint8_t>((at == 0 ? 0x40 : 0) | (pid >> 8)),
                  static_cast<uint8_t>(pid & 0xFF), static_cast<uint8_t>(0x10 | counter)};
-    if (payload < kPacket - 4) {  // the last packet: stuffing fills it up
+    if (payload < kPacket - 4) {  // the last packet: an adaptation field stuffs it
       payload = std::min<size_t>(payload, kPacket - 6);
-      size_t stuffing = kPacket - 5 - payload;
       packet[3] |= 0x20;
-      packet.push_back(static_cast<uint8_t>(stuffing));
-      if (stuffing > 0) packet.push_back(0x00);
-      if (stuffing > 1) packet.insert(packet.end(), stuffing - 1, 0xFF);
+      append(packet, {static_cast<uint8_t>(kPacket - 5 - payload), 0x00});
+      packet.insert(packet.end(), kPacket - 6 - payload, 0xFF);
     }
     counter = (counter + 1) & 0x0F;
     packet.insert(packet.end(), pes.begin() + static_cast<long>(at),
