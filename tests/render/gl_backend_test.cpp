@@ -30,7 +30,6 @@ GLint integer(GLenum name) {
 // The centre of every cell against its colour (alpha 1); row 0 is the texture's first row.
 void expectGrid(GLuint texture, const FrameSpec& s, const std::string& label) {
   ASSERT_NE(texture, 0u) << label;
-  const GLint previous = integer(GL_READ_FRAMEBUFFER_BINDING);
   GLuint fbo = 0;
   glGenFramebuffers(1, &fbo);
   glBindFramebuffer(GL_READ_FRAMEBUFFER, fbo);
@@ -38,8 +37,7 @@ void expectGrid(GLuint texture, const FrameSpec& s, const std::string& label) {
   std::vector<uint8_t> rgba(static_cast<size_t>(s.width) * s.height * 4);
   glPixelStorei(GL_PACK_ALIGNMENT, 1);
   glReadPixels(0, 0, s.width, s.height, GL_RGBA, GL_UNSIGNED_BYTE, rgba.data());
-  glBindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(previous));
-  glDeleteFramebuffers(1, &fbo);
+  glDeleteFramebuffers(1, &fbo);  // back to the default framebuffer
   const int rows = test::gridRows(s);
   for (int row = 0; row < rows; ++row) {
     for (int column = 0; column < s.columns; ++column) {
