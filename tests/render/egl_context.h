@@ -53,10 +53,8 @@ struct EglContext {
     eglBindAPI(gles_ ? EGL_OPENGL_ES_API : EGL_OPENGL_API);
     return eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context_) == EGL_TRUE;
   }
-  static void releaseCurrent() {
-    EGLDisplay display = eglGetCurrentDisplay();
-    if (display != EGL_NO_DISPLAY)
-      eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+  static void releaseCurrent() {  // with no current display, a harmless EGL_BAD_DISPLAY
+    eglMakeCurrent(eglGetCurrentDisplay(), EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
   }
   bool gles() const { return gles_; }
 
