@@ -1,6 +1,9 @@
 #include "metadata/id3_tag_builder.h"
 
+#include <iconv.h>
+
 #include <stdexcept>
+#include <string>
 
 namespace zent::testing {
 namespace {
@@ -9,34 +12,20 @@ using Bytes = std::vector<uint8_t>;
 
 // UTF-8 text in an ID3 encoding (Utf16 with a little-endian byte-order mark).
 Bytes encode(std::string_view utf8, TextEncoding encoding, bool terminated) {
-  if (encoding == TextEncoding::Utf8) {
-    Bytes out(utf8.begin(), utf8.end());
-    if (terminated) out.push_back(0);
-    return out;
-  }
-  const bool bigEndian = encoding == TextEncoding::Utf16BigEndian;
+  const char* names[] = {"ISO-8859-1", "UTF-16LE", "UTF-16BE", "UTF-8"};
+  const iconv_t cd = iconv_open(names[static_cast<int>(encoding)], "UTF-8");
+  std::string in(utf8);
   Bytes out = encoding == TextEncoding::Utf16 ? Bytes{0xFF, 0xFE} : Bytes{};
-  auto unit = [&](char32_t u) {
-    out.push_back(static_cast<uint8_t>(bigEndian ? u >> 8 : u & 0xFF));
-    out.push_back(static_cast<uint8_t>(bigEndian ? u & 0xFF : u >> 8));
-  };
-  for (size_t i = 0; i < utf8.size();) {
-    const auto lead = static_cast<uint8_t>(utf8[i]);
-    const size_t length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    char32_t c = lead & (0xFF >> (length == 1 ? 0 : length + 1));
-    for (size_t k = 1; k < length; ++k) c = (c << 6) | (static_cast<uint8_t>(utf8[i + k]) & 0x3F);
-    i += length;
-    if (encoding == TextEncoding::Latin1) {
-      if (c > 0xFF) throw std::invalid_argument("text not representable in ISO-8859-1");
-      out.push_back(static_cast<uint8_t>(c));
-    } else if (c < 0x10000) {
-      unit(c);
-    } else {
-      unit(0xD800 + ((c - 0x10000) >> 10));
-      unit(0xDC00 + ((c - 0x10000) & 0x3FF));
-    }
-  }
-  if (terminated) out.insert(out.end(), encoding == TextEncoding::Latin1 ? 1 : 2, 0);
+  const size_t bom = out.size();
+  out.resize(bom + in.size() * 4 + 4);
+  char *from = in.data(), *to = reinterpret_cast<char*>(out.data() + bom);
+  size_t left = in.size(), room = out.size() - bom;
+  const bool converted = iconv(cd, &from, &left, &to, &room) != static_cast<size_t>(-1);
+  iconv_close(cd);
+  if (!converted) throw std::invalid_argument("text not representable in the encoding");
+  out.resize(out.size() - room);
+  const bool wide = encoding == TextEncoding::Utf16 || encoding == TextEncoding::Utf16BigEndian;
+  if (terminated) out.resize(out.size() + (wide ? 2 : 1), 0);
   return out;
 }
 
@@ -83,17 +72,12 @@ TagFrame comment(std::string_view language, std::string_view description, std::s
 Bytes id3Tag(uint8_t version, const std::vector<TagFrame>& frames, bool unsynchronised,
              bool extendedHeader, size_t padding) {
   Bytes body;
-  if (extendedHeader) appendSyncSafe(body, 6);  // 2.4: its size, one flag byte, no flags
-  if (extendedHeader) body.insert(body.end(), {1, 0});
+  if (extendedHeader) body = {0, 0, 0, 6, 1, 0};  // 2.4: its size, one flag byte, no flags
   for (const TagFrame& f : frames) {
     const bool perFrame = version >= 4 && unsynchronised;
     const Bytes content = perFrame ? unsynchronise(f.body) : f.body;
     body.insert(body.end(), f.id.begin(), f.id.end());
-    if (version >= 4) {
-      appendSyncSafe(body, static_cast<uint32_t>(content.size()));
-    } else {
-      appendBigEndian32(body, static_cast<uint32_t>(content.size()));
-    }
+    (version >= 4 ? appendSyncSafe : appendBigEndian32)(body, uint32_t(content.size()));
     body.insert(body.end(), {0, static_cast<uint8_t>(f.formatFlags | (perFrame ? 0x02 : 0))});
     body.insert(body.end(), content.begin(), content.end());
   }

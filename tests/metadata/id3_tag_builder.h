@@ -9,8 +9,8 @@
 
 namespace zent::testing {
 
-// Text encodings as an ID3v2 frame declares them.
-enum class TextEncoding : uint8_t { Latin1 = 0, Utf16 = 1, Utf16BigEndian = 2, Utf8 = 3 };
+// As frames declare them.
+enum class TextEncoding : uint8_t { Latin1, Utf16, Utf16BigEndian, Utf8 };
 
 struct TagFrame {
   std::string id;
@@ -18,8 +18,7 @@ struct TagFrame {
   uint8_t formatFlags = 0;  // the second flag byte
 };
 
-TagFrame text(std::string_view id, std::string_view value,
-              TextEncoding encoding = TextEncoding::Utf8);
+TagFrame text(std::string_view id, std::string_view value, TextEncoding e = TextEncoding::Utf8);
 TagFrame userText(std::string_view description, std::string_view value,
                   TextEncoding encoding = TextEncoding::Utf8);
 TagFrame comment(std::string_view language, std::string_view description, std::string_view value,

@@ -58,49 +58,44 @@ const Bytes kSylt{3,   'e', 'n', 'g',  2, 1,   'l',  'y', 0,   'S', 't',  'r',
 struct ReadRow {
   Bytes payload;
   std::string frames;
-  std::string warning;  // the one WARNING expected, "" for none
+  std::string warning = "";  // the one WARNING expected, "" for none
 };
 
 TEST(Id3Reader, EachPayloadGivesItsFramesAndAtMostOneWarning) {
   const ReadRow rows[] = {
       {id3Tag(4, {text("TIT1", "Café olé", E::Latin1), text("TALB", kMixed, E::Utf16),
                   text("TOPE", kMixed, E::Utf16BigEndian), text("TRCK", kMixed)}),
-       "TIT1=Café olé;TALB=" + kMixed + ";TOPE=" + kMixed + ";TRCK=" + kMixed + ";", ""},
+       "TIT1=Café olé;TALB=" + kMixed + ";TOPE=" + kMixed + ";TRCK=" + kMixed + ";"},
       {id3Tag(3, {{"TALB", {1, 0xFE, 0xFF, 0, 'H', 0, 'i'}}, {"TIT1", {1, 0, 'O', 0, 'k'}}}),
-       "TALB=Hi;TIT1=Ok;", ""},
+       "TALB=Hi;TIT1=Ok;"},
       {id3Tag(4, {{"TALB", {3, 'a', 0xC3, 'b', 0xED, 0xA0, 0x80, 'c'}},
                   {"TIT1", {2, 0xD8, 0x00, 0x00, 'x'}}}),
-       "TALB=a\uFFFDb\uFFFDc;TIT1=\uFFFDx;", ""},
-      {id3Tag(3, {text("TALB", k300, E::Latin1), text("TIT1", "after")}),
-       "TALB=" + k300 + ";TIT1=after;", ""},
-      {id3Tag(4, {text("TALB", k300, E::Latin1), text("TIT1", "after")}),
-       "TALB=" + k300 + ";TIT1=after;", ""},
+       "TALB=a\uFFFDb\uFFFDc;TIT1=\uFFFDx;"},
       {patched(id3Tag(3, {text("TALB", std::string(200, 'x'), E::Latin1)}), 3, 4), "",
        "TALB size is not sync-safe"},
-      // "ÿà" is 0xFF 0xE0 in ISO-8859-1, a false sync the writer escapes.
-      {id3Tag(3, {text("TALB", "aÿàbÿ", E::Latin1), comment("eng", "ÿ", "aÿàbÿ", E::Latin1)}, true),
-       "TALB=aÿàbÿ;COMM(eng)[ÿ]=aÿàbÿ;", ""},
-      {id3Tag(4, {text("TALB", "aÿàbÿ", E::Latin1), comment("eng", "ÿ", "aÿàbÿ", E::Latin1)}, true),
-       "TALB=aÿàbÿ;COMM(eng)[ÿ]=aÿàbÿ;", ""},
-      {id3Tag(4, {text("TIT1", "Title")}, false, true), "TIT1=Title;", ""},
+      // Unsynchronised, whole body (2.3) or per frame (2.4): "ÿà" is 0xFF 0xE0 in ISO-8859-1.
+      {id3Tag(3, {text("TALB", k300, E::Latin1), comment("eng", "ÿ", "aÿàbÿ", E::Latin1)}, true),
+       "TALB=" + k300 + ";COMM(eng)[ÿ]=aÿàbÿ;"},
+      {id3Tag(4, {text("TALB", k300, E::Latin1), comment("eng", "ÿ", "aÿàbÿ", E::Latin1)}, true),
+       "TALB=" + k300 + ";COMM(eng)[ÿ]=aÿàbÿ;"},
+      {id3Tag(4, {text("TIT1", "Title")}, false, true), "TIT1=Title;"},
       {id3Tag(4, {userText("station", "Radio ✓", E::Utf16),
                   comment("deu", "note", "Kommentar", E::Utf16BigEndian),
                   {"SYLT", kSylt},
                   {"WXXX", {0, 'h', 'o', 'm', 'e', 0, 'h', 't', 't', 'p', ':', '/'}}}),
        "TXXX[station]=Radio ✓;COMM(deu)[note]=Kommentar;SYLT(eng)[ly]=Strangers\nin;"
-       "WXXX[home]=http:/;",
-       ""},
-      {id3Tag(4, {{"TOPE", {3, 'A', 0, 'B', 0}}}), "TOPE=A/B;", ""},
-      {id3Tag(3, {{"TOPE", {3, 'A', 0, 'B', 0}}}), "TOPE=A;", ""},
+       "WXXX[home]=http:/;"},
+      {id3Tag(4, {{"TOPE", {3, 'A', 0, 'B', 0}}}), "TOPE=A/B;"},
+      {id3Tag(3, {{"TOPE", {3, 'A', 0, 'B', 0}}}), "TOPE=A;"},
       {id3Tag(4, {{"APIC", {0, 'i', 'm', 'a', 'g', 'e', '/', 'p', 0, 3, 0, 1, 2}},
                   {"GEOB", {0, 'x', 0, 0, 0, 9}},
                   {"TALB", {0, 0, 0, 9, 0x78, 0x9C, 0}, 0x08 | 0x01},  // compressed: passed over
                   text("TIT1", "kept")}),
-       "APIC#13;GEOB#6;TIT1=kept;", ""},
+       "APIC#13;GEOB#6;TIT1=kept;"},
       {joined(joined(id3Tag(4, {text("TALB", "one")}, false, false, 32),
                      id3Tag(3, {text("TALB", "two")})),
               Bytes(8, 0)),
-       "TALB=one;TALB=two;", ""},
+       "TALB=one;TALB=two;"},
       {joined(patched(id3Tag(4, {text("TALB", "old")}), 3, 2), id3Tag(4, {text("TALB", "new")})),
        "TALB=new;", "ID3v2.2 is not supported"},
       // Malformed: the whole frames before the fault are kept.
@@ -135,20 +130,15 @@ TEST(Id3Reader, EachPayloadGivesItsFramesAndAtMostOneWarning) {
   }
 }
 
-// The record keeps the latest value of each field it knows, ignores other frames
-// (pictures, objects, TIT2) and keeps working after a malformed tag.
+// The latest value of each known field (TIT2, pictures, objects ignored), after bad tags too.
 TEST(MetadataDelegate, TagsFillTheRecordInOrderAndBadOnesKeepItUsable) {
   recordLogs();
   MetadataDelegate delegate;
-  std::vector<std::string> albums;
-  for (const auto& timed : testing::timedId3TestTags()) {
-    delegate.metadataOutput(timed.tag);
-    albums.push_back(delegate.id3MetadataInfo->album);
-  }
+  for (const auto& timed : testing::timedId3TestTags()) delegate.metadataOutput(timed.tag);
   const ID3MetadataInfo& info = *delegate.id3MetadataInfo;
-  EXPECT_EQ(albums, (std::vector<std::string>{"First Album", "Second Album", "Second Album"}));
-  EXPECT_EQ(info.title + "|" + info.artist + "|" + info.comment + "|" + info.text,
-            "Second Títle|Ärtist Ünïcode|Second comment|third text ✓");
+  EXPECT_EQ(
+      info.album + "|" + info.title + "|" + info.artist + "|" + info.comment + "|" + info.text,
+      "Second Album|Second Títle|Ärtist Ünïcode|Second comment|third text ✓");
   EXPECT_EQ(logRecorder().size(), 0u);
 
   delegate.metadataOutput(

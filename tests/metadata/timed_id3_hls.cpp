@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 using Bytes = std::vector<uint8_t>;
 
 constexpr size_t kPacket = 188;
-constexpr uint16_t kId3Pid = 0x0102;
+constexpr uint16_t kId3Pid = 0x0102;  // as the PMT below declares
 constexpr uint16_t kPmtPid = 0x1000;  // ffmpeg's PMT, video and audio PIDs
 const auto isMedia = [](uint16_t pid) { return pid == 0x100 || pid == 0x101; };
 
@@ -32,20 +32,17 @@ uint32_t crc32Mpeg(const uint8_t* data, size_t size) {
 }
 
 const auto pidOf = [](const uint8_t* p) -> uint16_t { return ((p[1] & 0x1F) << 8) | p[2]; };
-const auto startsUnit = [](const uint8_t* p) -> bool { return p[1] & 0x40; };
 std::optional<size_t> payloadOffset(const uint8_t* p) {
-  uint8_t control = (p[3] >> 4) & 0x3;
-  size_t offset = 4 + ((control & 0x2) ? 1 + p[4] : 0);
-  if (!(control & 0x1) || offset >= kPacket) return std::nullopt;
+  const size_t offset = 4 + ((p[3] & 0x20) ? 1 + p[4] : 0);
+  if (!(p[3] & 0x10) || offset >= kPacket) return std::nullopt;
   return offset;
 }
-const auto sectionOf = [](const uint8_t* p) {
-  return p + *payloadOffset(p) + 1 + p[*payloadOffset(p)];
-};
 
-std::optional<uint64_t> pesPts(const uint8_t* packet) {
-  std::optional<size_t> offset = payloadOffset(packet);
-  if (!offset || *offset + 14 > kPacket) return std::nullopt;
+// The PTS of a video or audio packet that starts a PES packet.
+std::optional<uint64_t> mediaPts(const uint8_t* packet) {
+  const std::optional<size_t> offset = payloadOffset(packet);
+  if (!(packet[1] & 0x40) || !isMedia(pidOf(packet)) || !offset || *offset + 14 > kPacket)
+    return std::nullopt;
   const uint8_t* pes = packet + *offset;
   if (pes[0] != 0 || pes[1] != 0 || pes[2] != 1 || !(pes[7] & 0x80)) return std::nullopt;
   const uint8_t* t = pes + 9;
@@ -53,39 +50,21 @@ std::optional<uint64_t> pesPts(const uint8_t* packet) {
          (uint64_t{t[3]} << 7) | (t[4] >> 1);
 }
 
-void append(Bytes& out, std::initializer_list<uint8_t> bytes) {
+void append(Bytes& out, const Bytes& bytes) {
   out.insert(out.end(), bytes.begin(), bytes.end());
 }
 
-// The "ID3 " identification of the metadata pointer and metadata descriptors.
-void appendId3Identification(Bytes& out) {
-  append(out, {0xFF, 0xFF, 'I', 'D', '3', ' ', 0xFF, 'I', 'D', '3', ' ', 0x00});
-}
-
-// Adds a metadata_pointer_descriptor to the program info and an elementary
-// stream of type 0x15 on kId3Pid with a metadata_descriptor.
+// Adds an elementary stream of type 0x15 on kId3Pid whose metadata_descriptor names ID3.
 void addMetadataStreamToPmt(uint8_t* packet) {
-  const uint8_t* section = sectionOf(packet);
+  const uint8_t* section = packet + *payloadOffset(packet) + 1 + packet[*payloadOffset(packet)];
   const size_t start = static_cast<size_t>(section - packet);
-  size_t length = ((section[1] & 0x0F) << 8) | section[2];
-  size_t infoLength = ((section[10] & 0x0F) << 8) | section[11];
-  Bytes info(section + 12, section + 12 + infoLength);
-  append(info, {0x25, 15});
-  appendId3Identification(info);
-  append(info, {0x1F, section[3], section[4]});
-  Bytes streams(section + 12 + infoLength, section + 3 + length - 4);
-  append(streams, {0x15, 0xE0 | (kId3Pid >> 8), kId3Pid & 0xFF, 0xF0, 15, 0x26, 13});
-  appendId3Identification(streams);
-  append(streams, {0x0F});
-
-  Bytes rebuilt(section, section + 10);
-  size_t newLength = 9 + info.size() + streams.size() + 4;
-  rebuilt[1] = static_cast<uint8_t>((section[1] & 0xF0) | (newLength >> 8));
-  rebuilt[2] = static_cast<uint8_t>(newLength & 0xFF);
-  append(rebuilt, {static_cast<uint8_t>(0xF0 | (info.size() >> 8)),
-                   static_cast<uint8_t>(info.size() & 0xFF)});
-  rebuilt.insert(rebuilt.end(), info.begin(), info.end());
-  rebuilt.insert(rebuilt.end(), streams.begin(), streams.end());
+  Bytes rebuilt(section, section + ((section[1] & 0x0F) << 8) + section[2] - 1);  // CRC dropped
+  // stream_type 0x15 on PID 0x0102; metadata_descriptor: "ID3 " application and format.
+  append(rebuilt, {0x15, 0xE1, 0x02, 0xF0, 15,  0x26, 13,  0xFF, 0xFF, 'I',
+                   'D',  '3',  ' ',  0xFF, 'I', 'D',  '3', ' ',  0x00, 0x0F});
+  const size_t length = rebuilt.size() + 1;  // after the length field, with the CRC
+  rebuilt[1] = static_cast<uint8_t>((section[1] & 0xF0) | (length >> 8));
+  rebuilt[2] = static_cast<uint8_t>(length & 0xFF);
   appendBigEndian32(rebuilt, crc32Mpeg(rebuilt.data(), rebuilt.size()));
   if (start + rebuilt.size() > kPacket) throw std::runtime_error("PMT too long");
   std::copy(rebuilt.begin(), rebuilt.end(), packet + start);
@@ -101,24 +80,22 @@ Bytes transportPackets(const Bytes& tag, uint16_t pid, uint64_t pts90k, uint8_t&
                0x05, static_cast<uint8_t>(0x21 | ((pts90k >> 29) & 0x0E)),
                static_cast<uint8_t>(pts90k >> 22), static_cast<uint8_t>(0x01 | (pts90k >> 14)),
                static_cast<uint8_t>(pts90k >> 7), static_cast<uint8_t>(0x01 | (pts90k << 1))});
-  pes.insert(pes.end(), tag.begin(), tag.end());
+  append(pes, tag);
   Bytes out;
   for (size_t at = 0; at < pes.size();) {
     size_t payload = std::min<size_t>(pes.size() - at, kPacket - 4);
     Bytes packet{0x47, static_cast<uint8_t>((at == 0 ? 0x40 : 0) | (pid >> 8)),
                  static_cast<uint8_t>(pid & 0xFF), static_cast<uint8_t>(0x10 | counter)};
-    if (payload < kPacket - 4) {  // the last packet: stuffing fills it up
+    if (payload < kPacket - 4) {  // the last packet: an adaptation field stuffs it
       payload = std::min<size_t>(payload, kPacket - 6);
-      size_t stuffing = kPacket - 5 - payload;
       packet[3] |= 0x20;
-      packet.push_back(static_cast<uint8_t>(stuffing));
-      if (stuffing > 0) packet.push_back(0x00);
-      if (stuffing > 1) packet.insert(packet.end(), stuffing - 1, 0xFF);
+      append(packet, {static_cast<uint8_t>(kPacket - 5 - payload), 0x00});
+      packet.insert(packet.end(), kPacket - 6 - payload, 0xFF);
     }
     counter = (counter + 1) & 0x0F;
     packet.insert(packet.end(), pes.begin() + static_cast<long>(at),
                   pes.begin() + static_cast<long>(at + payload));
-    out.insert(out.end(), packet.begin(), packet.end());
+    append(out, packet);
     at += payload;
   }
   return out;
@@ -151,8 +128,7 @@ Id3HlsStream makeTimedId3Hls(const fs::path& directory) {
       (directory / "segment%d.ts").string() + "' '" + stream.playlist.string() + "'";
   if (std::system(command.c_str()) != 0) throw std::runtime_error("ffmpeg failed: " + command);
 
-  // Three segments of 2 s (a key frame every second); the tag at t goes in segment t / 2,
-  // just before its first media packet at or after t.
+  // The tag at t goes in segment t / 2, before its first media packet at or after t.
   std::vector<Bytes> files;
   for (int s = 0; s < 3; ++s) {
     std::ifstream in(directory / ("segment" + std::to_string(s) + ".ts"), std::ios::binary);
@@ -161,10 +137,7 @@ Id3HlsStream makeTimedId3Hls(const fs::path& directory) {
   }
   std::optional<uint64_t> firstPts;
   for (size_t at = 0; at + kPacket <= files[0].size(); at += kPacket) {
-    const uint8_t* packet = &files[0][at];
-    std::optional<uint64_t> pts =
-        startsUnit(packet) && isMedia(pidOf(packet)) ? pesPts(packet) : std::nullopt;
-    if (pts) firstPts = std::min(firstPts.value_or(*pts), *pts);
+    if (auto pts = mediaPts(&files[0][at])) firstPts = std::min(firstPts.value_or(*pts), *pts);
   }
   if (!firstPts) throw std::runtime_error("no media time stamps in the first segment");
   uint8_t counter = 0;
@@ -175,17 +148,14 @@ Id3HlsStream makeTimedId3Hls(const fs::path& directory) {
         uint64_t pts =
             *firstPts + static_cast<uint64_t>(std::llround(stream.tags[next].seconds * 90000));
         if (beforePts && *beforePts < pts) return;
-        Bytes packets = transportPackets(stream.tags[next].tag, kId3Pid, pts, counter);
-        out.insert(out.end(), packets.begin(), packets.end());
+        append(out, transportPackets(stream.tags[next].tag, kId3Pid, pts, counter));
       }
     };
     for (size_t at = 0; at + kPacket <= files[s].size(); at += kPacket) {
       uint8_t* packet = &files[s][at];
       if (packet[0] != 0x47) throw std::runtime_error("lost transport-stream sync");
-      if (pidOf(packet) == kPmtPid && startsUnit(packet)) addMetadataStreamToPmt(packet);
-      std::optional<uint64_t> pts =
-          startsUnit(packet) && isMedia(pidOf(packet)) ? pesPts(packet) : std::nullopt;
-      if (pts) insertDue(pts);
+      if (pidOf(packet) == kPmtPid && (packet[1] & 0x40)) addMetadataStreamToPmt(packet);
+      if (auto pts = mediaPts(packet)) insertDue(pts);
       out.insert(out.end(), packet, packet + kPacket);
     }
     insertDue(std::nullopt);

@@ -13,10 +13,8 @@
 
 namespace zent::test {
 
-// An output that has a new frame exactly when one was queued (null: "new, but
-// the copy fails").
-class ScriptedVideoOutput : public VideoOutput {
- public:
+// Has a new frame exactly when one was queued (null: "new, but the copy fails").
+struct ScriptedVideoOutput : VideoOutput {
   bool hasNewPixelBuffer(double seconds) override {
     askedTimes.push_back(seconds);
     return !frames.empty();
@@ -31,17 +29,14 @@ class ScriptedVideoOutput : public VideoOutput {
   std::vector<double> askedTimes;
 };
 
-class RecordingPlayerItem : public PlayerItem {
- public:
+struct RecordingPlayerItem : PlayerItem {
   const std::string& url() const override { return url_; }
   ItemStatus status() const override { return ItemStatus::ReadyToPlay; }
   std::string failureReason() const override { return ""; }
   ItemStatus waitUntilResolved(double, const std::atomic<bool>*) override { return status(); }
   void setDelegate(std::weak_ptr<PlayerItemDelegate>) override {}
   void addOutput(std::shared_ptr<VideoOutput> output) override { added.push_back(output); }
-  void removeOutput(const std::shared_ptr<VideoOutput>& output) override {
-    removed.push_back(output);
-  }
+  void removeOutput(const std::shared_ptr<VideoOutput>& out) override { removed.push_back(out); }
   void addOutput(std::shared_ptr<MetadataOutput>) override {}
   void removeOutput(const std::shared_ptr<MetadataOutput>&) override {}
   void addOutput(std::shared_ptr<LegibleOutput>) override {}
@@ -56,16 +51,12 @@ class RecordingPlayerItem : public PlayerItem {
   void applyPreferences() override {}
   std::vector<MediaStreamInfo> mediaStreams(MediaCharacteristic) const override { return {}; }
   void select(MediaCharacteristic, std::optional<std::size_t>) override {}
-
   std::vector<std::shared_ptr<VideoOutput>> added, removed;
-
- private:
   const std::string url_ = "file:///test";
 };
 
 // Makes scripted video outputs (none while failOutputs).
-class VideoOutputEngine : public MediaEngine {
- public:
+struct VideoOutputEngine : MediaEngine {
   std::shared_ptr<PlayerItem> makeItem(const std::string&) override { return nullptr; }
   std::shared_ptr<MediaPlayer> makePlayer(std::shared_ptr<PlayerItem>) override { return nullptr; }
   std::shared_ptr<VideoOutput> makeVideoOutput() override {
@@ -75,31 +66,25 @@ class VideoOutputEngine : public MediaEngine {
     return nullptr;
   }
   std::shared_ptr<LegibleOutput> makeLegibleOutput(LegibleOutput::Sink) override { return nullptr; }
-
   bool failOutputs = false;
   std::vector<std::shared_ptr<ScriptedVideoOutput>> made;
 };
 
-// A backend handing out a new handle per upload; counts in a log shared with
-// the test.
+// A new handle per upload, counted in a log the test shares.
 struct FakeBackendLog {
   int uploads = 0, destroyed = 0;
   bool contextReady = true;
   uintptr_t nextHandle = 100;
 };
-
-class FakeTextureBackend : public TextureBackend {
- public:
-  explicit FakeTextureBackend(std::shared_ptr<FakeBackendLog> log) : log_(std::move(log)) {}
-  ~FakeTextureBackend() override { ++log_->destroyed; }
+struct FakeTextureBackend : TextureBackend {
+  explicit FakeTextureBackend(std::shared_ptr<FakeBackendLog> log) : log(std::move(log)) {}
+  ~FakeTextureBackend() override { ++log->destroyed; }
   uintptr_t upload(const PixelBuffer&) override {
-    ++log_->uploads;
-    return log_->contextReady ? log_->nextHandle++ : 0;
+    ++log->uploads;
+    return log->contextReady ? log->nextHandle++ : 0;
   }
-  bool contextReady() override { return log_->contextReady; }
-
- private:
-  std::shared_ptr<FakeBackendLog> log_;
+  bool contextReady() override { return log->contextReady; }
+  std::shared_ptr<FakeBackendLog> log;
 };
 
 }  // namespace zent::test

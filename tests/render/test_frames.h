@@ -1,7 +1,7 @@
 #pragma once
 
-// Synthetic decoded frames for the render tests and the texture benchmark: a grid of
-// solid colours, laid out in memory the way a decoder would.
+// Synthetic decoded frames (a grid of solid colours, laid out as a decoder would) for the
+// render tests and the texture benchmark.
 
 #include <algorithm>
 #include <array>
@@ -17,40 +17,34 @@ struct Rgb {
   int r = 0, g = 0, b = 0;
 };
 
-// A frame that owns its planes.
-class TestFrame : public PixelBuffer {
- public:
-  PixelFormat format() const override { return format_; }
-  int32_t width() const override { return width_; }
-  int32_t height() const override { return height_; }
-  int32_t planeCount() const override { return static_cast<int32_t>(planes_.size()); }
-  PlaneView plane(int32_t index) const override {
-    const Plane& p = planes_.at(static_cast<std::size_t>(index));
-    return PlaneView{p.bytes.data(), p.stride, p.width, p.height};
-  }
-  ColorMatrix matrix() const override { return matrix_; }
-  ColorRange range() const override { return range_; }
-
-  struct Plane {
-    std::vector<uint8_t> bytes;
-    int32_t stride = 0, width = 0, height = 0;
-  };
-  PixelFormat format_ = PixelFormat::I420;
-  int32_t width_ = 0, height_ = 0;
-  ColorMatrix matrix_ = ColorMatrix::BT709;
-  ColorRange range_ = ColorRange::Limited;
-  std::vector<Plane> planes_;
-};
-
 struct FrameSpec {
   PixelFormat format = PixelFormat::I420;
-  int32_t width = 64;
-  int32_t height = 32;
+  int32_t width = 64, height = 32;
   ColorMatrix matrix = ColorMatrix::BT709;
   ColorRange range = ColorRange::Limited;
   std::vector<int32_t> padding;  // bytes after each row, per plane
   int32_t columns = 4;           // the grid's cells split the frame evenly
   std::vector<Rgb> cells;        // row by row, top first
+};
+
+// A frame that owns its planes.
+struct TestFrame : PixelBuffer {
+  struct Plane {
+    std::vector<uint8_t> bytes;
+    int32_t stride = 0, width = 0, height = 0;
+  };
+  PixelFormat format() const override { return spec.format; }
+  int32_t width() const override { return spec.width; }
+  int32_t height() const override { return spec.height; }
+  int32_t planeCount() const override { return static_cast<int32_t>(planes_.size()); }
+  PlaneView plane(int32_t i) const override {
+    const Plane& p = planes_.at(static_cast<std::size_t>(i));
+    return PlaneView{p.bytes.data(), p.stride, p.width, p.height};
+  }
+  ColorMatrix matrix() const override { return spec.matrix; }
+  ColorRange range() const override { return spec.range; }
+  FrameSpec spec;
+  std::vector<Plane> planes_;
 };
 
 inline int gridRows(const FrameSpec& s) {
@@ -63,28 +57,21 @@ inline Rgb colourAt(const FrameSpec& s, int x, int y) {
 }
 
 // Y', Cb, Cr of a colour, quantised to 8 bits for the recipe's matrix and range.
-inline void encodeYuv(const FrameSpec& s, Rgb c, uint8_t& y, uint8_t& u, uint8_t& v) {
+inline std::array<uint8_t, 3> encodeYuv(const FrameSpec& s, Rgb c) {
   const double kr = s.matrix == ColorMatrix::BT709 ? 0.2126 : 0.299;
   const double kb = s.matrix == ColorMatrix::BT709 ? 0.0722 : 0.114;
   const double luma = (kr * c.r + (1.0 - kr - kb) * c.g + kb * c.b) / 255.0;
-  const double pb = (c.b / 255.0 - luma) / (2.0 * (1.0 - kb));
-  const double pr = (c.r / 255.0 - luma) / (2.0 * (1.0 - kr));
   const bool limited = s.range == ColorRange::Limited;
-  auto q = [](double value) {
-    return static_cast<uint8_t>(std::clamp(std::lround(value), 0L, 255L));
-  };
-  y = q(limited ? 16.0 + 219.0 * luma : 255.0 * luma);
-  u = q(128.0 + (limited ? 224.0 : 255.0) * pb);
-  v = q(128.0 + (limited ? 224.0 : 255.0) * pr);
+  const double chroma = limited ? 224.0 : 255.0;
+  auto q = [](double v) { return static_cast<uint8_t>(std::clamp(std::lround(v), 0L, 255L)); };
+  return {q(limited ? 16.0 + 219.0 * luma : 255.0 * luma),
+          q(128.0 + chroma * (c.b / 255.0 - luma) / (2.0 * (1.0 - kb))),
+          q(128.0 + chroma * (c.r / 255.0 - luma) / (2.0 * (1.0 - kr)))};
 }
 
 inline TestFrame makeFrame(const FrameSpec& s) {
   TestFrame f;
-  f.format_ = s.format;
-  f.width_ = s.width;
-  f.height_ = s.height;
-  f.matrix_ = s.matrix;
-  f.range_ = s.range;
+  f.spec = s;
   const bool rgb = s.format == PixelFormat::BGRA || s.format == PixelFormat::RGBA;
   const int32_t cw = (s.width + 1) / 2, ch = (s.height + 1) / 2;
   // Planes of (width, height, bytes per sample): luma or RGB, then chroma.
@@ -101,12 +88,11 @@ inline TestFrame makeFrame(const FrameSpec& s) {
       for (int x = 0; x < width; ++x) {
         // Chroma of the top-left sample of each 2x2 block (cells start on even coordinates).
         const Rgb c = colourAt(s, p == 0 ? x : 2 * x, p == 0 ? y : 2 * y);
-        uint8_t yuv[3];
-        encodeYuv(s, c, yuv[0], yuv[1], yuv[2]);
+        const std::array<uint8_t, 3> yuv = encodeYuv(s, c);
         const bool bgra = s.format == PixelFormat::BGRA;
         const uint8_t rgba[4] = {static_cast<uint8_t>(bgra ? c.b : c.r), static_cast<uint8_t>(c.g),
                                  static_cast<uint8_t>(bgra ? c.r : c.b), 255};
-        const uint8_t* from = rgb ? rgba : p == 0 ? yuv : bytes == 2 ? yuv + 1 : yuv + p;
+        const uint8_t* from = rgb ? rgba : yuv.data() + (p == 0 ? 0 : bytes == 2 ? 1 : p);
         std::copy(from, from + bytes,
                   plane.bytes.data() + static_cast<std::size_t>(y) * stride + x * bytes);
       }
