@@ -1,5 +1,4 @@
-// Host callbacks never run under a library lock, and a host may call back in
-// from them.
+// Host callbacks never run under a library lock; a host may call back in from them.
 #include <future>
 
 #include "player/player_test_fixture.h"
@@ -56,8 +55,7 @@ TEST_F(HostCallbackTest, ALogCallbackMayCallBackIntoTheLibrary) {
   EXPECT_EQ(seenState, 0);
 }
 
-// A host that pauses from its ready callback gets the events in the order they
-// were raised (ready, autoplay's play, its own pause), the last naming the state.
+// Pausing from the ready callback: ready, autoplay's play, the pause, in that order.
 TEST_F(HostCallbackTest, AListenerThatCallsBackInGetsEventsInTheOrderRaised) {
   bridge->AddStream(true);
   gBridge = bridge.get();

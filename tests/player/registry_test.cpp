@@ -1,5 +1,6 @@
-// The registry's answers for bad indices and empty slots, and the variant a
-// host selects reaching the engine as its caps.
+// Bad indices and empty slots; the selected variant reaching the engine as its caps.
+#include <tuple>
+
 #include "player/player_test_fixture.h"
 #include "support/http_server.h"
 #include "support/media_fixtures.h"
@@ -43,9 +44,9 @@ TEST_F(RegistryTest, SelectedVariantIsTheEnginesCap) {
   ASSERT_NE(width, height);
   bridge->SelectTrack(0, last);
   std::lock_guard<std::mutex> lock(item->mutex);
-  EXPECT_EQ(item->maximumResolution.width, width);
-  EXPECT_EQ(item->maximumResolution.height, height);
-  EXPECT_EQ(item->peakBitRate, static_cast<double>(bridge->getTrackBitrate(0, last)));
+  EXPECT_EQ(std::make_tuple(item->maximumResolution.width, item->maximumResolution.height,
+                            item->peakBitRate),
+            std::make_tuple(width, height, static_cast<double>(bridge->getTrackBitrate(0, last))));
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
-// zentplay's own logic, without the library: the command line, the wording of
-// events, the viewer's commands and the picture fit.
+// zentplay's own logic, without the library.
 #include <gtest/gtest.h>
+
+#include <array>
+#include <tuple>
 
 #include "actions.h"
 #include "options.h"
@@ -15,7 +17,6 @@ ParsedCommandLine parse(std::vector<std::string> args) {
   return parseCommandLine(args);
 }
 
-// The headless runs use most options; these are the ones they do not.
 TEST(CommandLine, ReadsTheOptionsTheHeadlessRunsLeaveOut) {
   const auto parsed = parse({"--mime", "dash", "--captions", "http://127.0.0.1:8080/x"});
   ASSERT_EQ(parsed.error, "");
@@ -39,11 +40,7 @@ TEST(CommandLine, RejectsWhatCannotBeMeant) {
       {"--bogus", "x.mp4"},
       {"a.mp4", "b.mp4"},
   };
-  for (const auto& args : wrong) {
-    std::string joined;
-    for (const auto& a : args) joined += a + " ";
-    EXPECT_NE(parse(args).error, "") << joined;
-  }
+  for (const auto& args : wrong) EXPECT_NE(parse(args).error, "") << ::testing::PrintToString(args);
   EXPECT_TRUE(parse({"--help"}).showHelp);
 }
 
@@ -64,7 +61,6 @@ PlayerEvent event(int32_t type, int32_t p1 = 0, int32_t p2 = 0, std::string text
   return PlayerEvent{isError, 0, type, p1, p2, 0, 1, std::move(text)};
 }
 
-// The words the headless runs do not already see.
 TEST(EventWords, EachEventIsNamedInWords) {
   const std::pair<PlayerEvent, const char*> kCases[] = {
       {event(ZENTPLAYER_EVENT_PLAYBACK_STOP), "player 0: stop"},
@@ -86,11 +82,9 @@ TEST(EventQueue, TheListenerCopiesTextThatDiesAfterTheCall) {
   queueingListener(true, 3, ZENTPLAYER_ERROR_NETWORK_FAILED, 0, 0, 0, 1, nullptr);
   auto events = listenerQueue().drain();
   ASSERT_EQ(events.size(), 2u);
-  EXPECT_EQ(events[0].text, "caption text");
-  EXPECT_EQ(events[0].player, 3);
-  EXPECT_EQ(events[0].param1, 12);
-  EXPECT_TRUE(events[1].isError);
-  EXPECT_EQ(events[1].text, "");
+  EXPECT_EQ(std::tie(events[0].text, events[0].player, events[0].param1),
+            std::make_tuple("caption text", 3, 12));
+  EXPECT_EQ(std::tie(events[1].isError, events[1].text), std::make_tuple(true, ""));
   EXPECT_TRUE(listenerQueue().drain().empty());
 }
 
@@ -104,19 +98,20 @@ TEST(Commands, KeysMapToActions) {
 }
 
 TEST(PictureFit, KeepsTheVideosShapeAndCentresIt) {
-  auto same = [](PixelRect a, PixelRect b) {
-    return a.x == b.x && a.y == b.y && a.width == b.width && a.height == b.height;
-  };
-  EXPECT_TRUE(same(fitRect(1280, 720, 1280, 720), {0, 0, 1280, 720}));
-  EXPECT_TRUE(same(fitRect(1920, 1080, 1280, 720), {0, 0, 1280, 720}));
-  // Wider window: bars left and right.
-  EXPECT_TRUE(same(fitRect(1280, 720, 1600, 720), {160, 0, 1280, 720}));
-  // Taller window: bars above and below.
-  EXPECT_TRUE(same(fitRect(1280, 720, 1280, 1000), {0, 140, 1280, 720}));
-  // A portrait video in a landscape window.
-  EXPECT_TRUE(same(fitRect(360, 640, 1280, 720), {437, 0, 405, 720}));
-  EXPECT_TRUE(same(fitRect(0, 720, 1280, 720), {}));
-  EXPECT_TRUE(same(fitRect(1280, 720, 0, 0), {}));
+  const std::pair<std::array<int, 4>, PixelRect> kCases[] = {
+      {{1280, 720, 1280, 720}, {0, 0, 1280, 720}},
+      {{1920, 1080, 1280, 720}, {0, 0, 1280, 720}},
+      {{1280, 720, 1600, 720}, {160, 0, 1280, 720}},
+      {{1280, 720, 1280, 1000}, {0, 140, 1280, 720}},
+      {{360, 640, 1280, 720}, {437, 0, 405, 720}},
+      {{0, 720, 1280, 720}, {}},
+      {{1280, 720, 0, 0}, {}}};
+  for (const auto& [in, want] : kCases) {
+    const PixelRect r = fitRect(in[0], in[1], in[2], in[3]);
+    EXPECT_EQ(std::tie(r.x, r.y, r.width, r.height),
+              std::tie(want.x, want.y, want.width, want.height))
+        << in[0] << "x" << in[1] << " in " << in[2] << "x" << in[3];
+  }
 }
 
 }  // namespace
