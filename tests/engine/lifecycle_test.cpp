@@ -85,8 +85,7 @@ TEST_F(LifecycleTest, FourItemsPlaySideBySideAndAreReleasedWithoutWaiting) {
   std::vector<std::shared_ptr<VideoOutput>> outputs;
   for (const auto& url : urls) {
     playbacks.emplace_back(*engine_, url);
-    outputs.push_back(engine_->makeVideoOutput());
-    playbacks.back().item->addOutput(outputs.back());
+    playbacks.back().item->addOutput(outputs.emplace_back(engine_->makeVideoOutput()));
   }
   for (std::size_t i = 0; i < playbacks.size(); ++i) {
     auto& p = playbacks[i];

@@ -134,10 +134,6 @@ TEST(ZentplayHeadless, TheViewersCommandsDriveThePlayer) {
   ChildProcess run(zentplayCommand({"--headless", "--snapshot-every", "5", "--out", out.path(),
                                     server.url(stream + "/master.m3u8")}));
   ASSERT_TRUE(run.waitForLineWith("player 0: play", seconds(60))) << run.transcript();
-  run.send("pause");
-  ASSERT_TRUE(run.waitForLineWith("player 0: pause", seconds(10))) << run.transcript();
-  run.send("pause");  // the same key again resumes
-  ASSERT_TRUE(run.waitForLineWith("player 0: play", seconds(10))) << run.transcript();
 
   run.send("audio");
   EXPECT_TRUE(run.waitForLineWith("zentplay: audio 1: Commentary", seconds(10)))
@@ -181,8 +177,8 @@ TEST(ZentplayHeadless, QuitOrATerminationSignalEndsAtOnceAndShutsTheLibraryDown)
     EXPECT_EQ(bySignal ? run.terminate(seconds(20)) : run.waitForExit(seconds(20)), 0)
         << run.transcript();
     EXPECT_FALSE(run.printed("end of content")) << run.transcript();
-    EXPECT_TRUE(run.printed("PlayerIndex: 0 | Release")) << run.transcript();
-    EXPECT_TRUE(run.printed("zentplay: done")) << run.transcript();
+    for (const char* said : {"PlayerIndex: 0 | Release", "zentplay: done"})
+      EXPECT_TRUE(run.printed(said)) << run.transcript();
   }
 }
 
