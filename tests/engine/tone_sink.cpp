@@ -48,11 +48,6 @@ static void zentToneSinkResetLocked(ZentToneSink* self) {
   self->previous = 0;
 }
 
-static void zentToneSinkReset(ZentToneSink* self) {
-  std::lock_guard lock(zent::test::shared().windowMutex);
-  zentToneSinkResetLocked(self);
-}
-
 static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
   auto* self = reinterpret_cast<ZentToneSink*>(base);
   GstCaps* caps = gst_pad_get_current_caps(GST_BASE_SINK_PAD(base));
@@ -93,7 +88,8 @@ static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
 static gboolean zentToneSinkEvent(GstBaseSink* base, GstEvent* event) {
   if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP ||
       GST_EVENT_TYPE(event) == GST_EVENT_STREAM_START) {
-    zentToneSinkReset(reinterpret_cast<ZentToneSink*>(base));
+    std::lock_guard lock(zent::test::shared().windowMutex);
+    zentToneSinkResetLocked(reinterpret_cast<ZentToneSink*>(base));
   }
   return GST_BASE_SINK_CLASS(zent_tone_sink_parent_class)->event(base, event);
 }
@@ -114,7 +110,8 @@ static void zent_tone_sink_class_init(ZentToneSinkClass* klass) {
 }
 
 static void zent_tone_sink_init(ZentToneSink* self) {
-  zentToneSinkReset(self);
+  std::lock_guard lock(zent::test::shared().windowMutex);
+  zentToneSinkResetLocked(self);
   gst_base_sink_set_sync(GST_BASE_SINK(self), TRUE);
 }
 

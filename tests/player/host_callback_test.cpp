@@ -10,7 +10,6 @@ std::mutex gHostMutex;
 std::promise<void>* gListenerEntered = nullptr;
 BridgePlayer* gBridge = nullptr;
 
-// Waits on the host's own lock from the ready event.
 void blockingListener(bool, int32_t, int32_t type, int32_t, int32_t, int32_t, int32_t,
                       const char*) {
   if (type != 0) return;
@@ -18,7 +17,6 @@ void blockingListener(bool, int32_t, int32_t type, int32_t, int32_t, int32_t, in
   std::lock_guard<std::mutex> hostLock(gHostMutex);
 }
 
-// Records, and pauses from the ready event.
 void pausingListener(bool isError, int32_t player, int32_t type, int32_t p1, int32_t p2, int32_t p3,
                      int32_t p4, const char* text) {
   eventRecorderListener(isError, player, type, p1, p2, p3, p4, text);

@@ -11,7 +11,6 @@
 
 namespace zent::testing {
 
-// Waits until everything posted to the main queue before the call has run.
 bool drainMainQueue();
 
 struct Guarded {  // get/set copy a field under the lock
@@ -27,11 +26,6 @@ struct Guarded {  // get/set copy a field under the lock
     std::lock_guard<std::mutex> lock(mutex);
     field = std::move(value);
   }
-};
-
-struct ScriptedLegibleOutput : LegibleOutput {
-  explicit ScriptedLegibleOutput(Sink s) : sink(std::move(s)) {}
-  Sink sink;
 };
 
 class ScriptedItem : public PlayerItem,
@@ -57,9 +51,7 @@ class ScriptedItem : public PlayerItem,
   void removeOutput(const std::shared_ptr<VideoOutput>&) override {}
   void addOutput(std::shared_ptr<MetadataOutput>) override {}
   void removeOutput(const std::shared_ptr<MetadataOutput>&) override {}
-  void addOutput(std::shared_ptr<LegibleOutput> output) override {
-    set(legible, std::static_pointer_cast<ScriptedLegibleOutput>(output));
-  }
+  void addOutput(std::shared_ptr<LegibleOutput>) override {}
   double durationSeconds() const override { return get(duration); }
   double currentTimeSeconds() const override { return get(position); }
   std::optional<double> currentDateEpochSeconds() const override { return std::nullopt; }
@@ -75,7 +67,6 @@ class ScriptedItem : public PlayerItem,
   double duration = 10.0, position = 0.0, peakBitRate = 0.0;
   std::vector<TimeRange> ranges;
   Size2D maximumResolution;
-  std::shared_ptr<ScriptedLegibleOutput> legible;
 
  private:
   const std::string url_;
@@ -118,8 +109,10 @@ class ScriptedEngine : public MediaEngine, public Guarded {
     return std::make_shared<MetadataOutput>();
   }
   std::shared_ptr<LegibleOutput> makeLegibleOutput(LegibleOutput::Sink sink) override {
-    return std::make_shared<ScriptedLegibleOutput>(std::move(sink));
+    set(captions, std::move(sink));
+    return std::make_shared<LegibleOutput>();
   }
+  LegibleOutput::Sink captions;  // the last player's caption sink
   // The n-th item / player made, waiting for a load to make it.
   std::shared_ptr<ScriptedItem> item(std::size_t n) { return nth(items_, n); }
   std::shared_ptr<ScriptedPlayer> player(std::size_t n) { return nth(players_, n); }

@@ -126,7 +126,7 @@ TEST_F(TransportTest, CaptionEventCarriesTheTotalTimeConvertedAtTheBoundary) {
         Row{1e10, Limits::max()}, Row{-1e10, Limits::min()}}) {
     std::size_t mark = eventRecorder().size();
     item->set(item->duration, seconds);
-    item->get(item->legible)->sink({"n\u00e9 \u266a"});
+    engine->get(engine->captions)({"n\u00e9 \u266a"});
     auto event = eventRecorder().waitFor(isEvent(0, 11), 10s, mark);
     ASSERT_TRUE(event);
     EXPECT_EQ(event->params[0], 4);

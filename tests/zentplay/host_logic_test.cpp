@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <iterator>
+#include <sstream>
 #include <tuple>
 
 #include "actions.h"
@@ -13,47 +15,38 @@
 namespace zentplay {
 namespace {
 
-ParsedCommandLine parse(std::vector<std::string> args) {
-  return parseCommandLine(args);
+ParsedCommandLine parse(const std::string& words) {  // split at spaces
+  std::istringstream in(words);
+  return parseCommandLine({std::istream_iterator<std::string>(in), {}});
 }
 
 TEST(CommandLine, ReadsTheOptionsTheHeadlessRunsLeaveOut) {
-  const auto parsed = parse({"--mime", "dash", "--captions", "http://127.0.0.1:8080/x"});
+  const auto parsed = parse("--mime dash --captions http://127.0.0.1:8080/x");
   ASSERT_EQ(parsed.error, "");
   EXPECT_EQ(parsed.options.mime, ZENTPLAYER_MIME_DASH);
   EXPECT_TRUE(parsed.options.captions);
   EXPECT_EQ(parsed.options.target, "http://127.0.0.1:8080/x");
-  EXPECT_EQ(parse({"clip.mp4"}).options.mime, -1) << "left to be guessed";
-  EXPECT_EQ(parse({"--out", "d", "x.mp4"}).options.snapshotEvery, 30);
+  EXPECT_EQ(parse("clip.mp4").options.mime, -1) << "left to be guessed";
+  EXPECT_EQ(parse("--out d x.mp4").options.snapshotEvery, 30);
 }
 
 TEST(CommandLine, RejectsWhatCannotBeMeant) {
-  const std::vector<std::vector<std::string>> wrong = {
-      {},
-      {"--frames", "0", "x.mp4"},
-      {"--frames", "12x", "x.mp4"},
-      {"--frames"},
-      {"--snapshot-every", "5", "x.mp4"},  // no --out
-      {"--mime", "mp4", "x.mp4"},
-      {"--log-level", "5", "x.mp4"},
-      {"--start-ms", "-1", "x.mp4"},
-      {"--bogus", "x.mp4"},
-      {"a.mp4", "b.mp4"},
-  };
-  for (const auto& args : wrong) EXPECT_NE(parse(args).error, "") << ::testing::PrintToString(args);
-  EXPECT_TRUE(parse({"--help"}).showHelp);
+  for (const char* words : {"", "--frames 0 x.mp4", "--frames 12x x.mp4", "--frames",
+                            "--snapshot-every 5 x.mp4", "--mime mp4 x.mp4", "--log-level 5 x.mp4",
+                            "--start-ms -1 x.mp4", "--bogus x.mp4", "a.mp4 b.mp4"})
+    EXPECT_NE(parse(words).error, "") << words;
+  EXPECT_TRUE(parse("--help").showHelp);
 }
 
 TEST(CommandLine, TellsUrlsFromPathsAndGuessesTheirType) {
-  EXPECT_TRUE(looksLikeUrl("http://host/a.m3u8"));
-  EXPECT_TRUE(looksLikeUrl("file:///tmp/a.mp4"));
-  EXPECT_FALSE(looksLikeUrl("/tmp/a.mp4"));
-  EXPECT_FALSE(looksLikeUrl("dir/with://odd/name.mp4"));
-  EXPECT_FALSE(looksLikeUrl("://nothing"));
-  EXPECT_EQ(guessMime("http://h/live/master.M3U8?token=1"), ZENTPLAYER_MIME_HLS);
-  EXPECT_EQ(guessMime("https://h/manifest.mpd#t=3"), ZENTPLAYER_MIME_DASH);
-  EXPECT_EQ(guessMime("https://h/movie.mp4"), ZENTPLAYER_MIME_NONE);
-  EXPECT_EQ(guessMime("https://h/movie.mp4?x=.m3u8"), ZENTPLAYER_MIME_NONE);
+  for (const char* url : {"http://host/a.m3u8", "file:///tmp/a.mp4"})
+    EXPECT_TRUE(looksLikeUrl(url));
+  for (const char* path : {"/tmp/a.mp4", "dir/with://odd/name.mp4", "://nothing"})
+    EXPECT_FALSE(looksLikeUrl(path)) << path;
+  for (auto [url, mime] : {std::pair{"http://h/live/master.M3U8?token=1", ZENTPLAYER_MIME_HLS},
+                           {"https://h/manifest.mpd#t=3", ZENTPLAYER_MIME_DASH},
+                           {"https://h/movie.mp4?x=.m3u8", ZENTPLAYER_MIME_NONE}})
+    EXPECT_EQ(guessMime(url), mime) << url;
 }
 
 PlayerEvent event(int32_t type, int32_t p1 = 0, int32_t p2 = 0, std::string text = "",
