@@ -11,13 +11,10 @@
 namespace zent::test {
 namespace {
 
-// The readings and the measuring windows, never destroyed: a streaming thread
-// of a pipeline still being taken down may render while the process exits.
+// Never destroyed: a pipeline still being taken down may render at exit.
 struct Shared {
   std::mutex readingsMutex;
-  // Guards every sink's measuring window: a sink is set up on the thread that
-  // builds the pipeline and measured on its streaming thread.
-  std::mutex windowMutex;
+  std::mutex windowMutex;  // every sink's window: set up and measured on different threads
   std::condition_variable readingsChanged;
   std::vector<ToneReading> readings;
 };
@@ -33,12 +30,9 @@ extern "C" {
 
 struct ZentToneSink {
   GstBaseSink parent;
-  // The window being measured (streaming thread only).
-  uint64_t samples;
-  uint64_t crossings;
+  uint64_t samples, crossings;  // the window being measured
   double energy;
   int16_t previous;
-  GstClockTime windowStart;
 };
 
 struct ZentToneSinkClass {
@@ -49,16 +43,9 @@ G_DEFINE_TYPE(ZentToneSink, zent_tone_sink, GST_TYPE_BASE_SINK)
 
 // Starts a new measuring window; the caller holds shared().windowMutex.
 static void zentToneSinkResetLocked(ZentToneSink* self) {
-  self->samples = 0;
-  self->crossings = 0;
+  self->samples = self->crossings = 0;
   self->energy = 0.0;
   self->previous = 0;
-  self->windowStart = GST_CLOCK_TIME_NONE;
-}
-
-static void zentToneSinkReset(ZentToneSink* self) {
-  std::lock_guard lock(zent::test::shared().windowMutex);
-  zentToneSinkResetLocked(self);
 }
 
 static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
@@ -66,9 +53,8 @@ static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
   GstCaps* caps = gst_pad_get_current_caps(GST_BASE_SINK_PAD(base));
   gint rate = 0, channels = 0;
   if (caps != nullptr) {
-    const GstStructure* s = gst_caps_get_structure(caps, 0);
-    gst_structure_get_int(s, "rate", &rate);
-    gst_structure_get_int(s, "channels", &channels);
+    gst_structure_get(gst_caps_get_structure(caps, 0), "rate", G_TYPE_INT, &rate, "channels",
+                      G_TYPE_INT, &channels, nullptr);
     gst_caps_unref(caps);
   }
   if (rate <= 0 || channels <= 0) return GST_FLOW_OK;
@@ -77,7 +63,6 @@ static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
   std::lock_guard windowLock(zent::test::shared().windowMutex);
   const auto* data = reinterpret_cast<const int16_t*>(map.data);
   std::size_t frames = map.size / (sizeof(int16_t) * static_cast<std::size_t>(channels));
-  if (!GST_CLOCK_TIME_IS_VALID(self->windowStart)) self->windowStart = GST_BUFFER_PTS(buffer);
   for (std::size_t i = 0; i < frames; ++i) {
     int16_t sample = data[i * static_cast<std::size_t>(channels)];
     if (self->previous < 0 && sample >= 0) ++self->crossings;
@@ -85,24 +70,15 @@ static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
     self->energy += static_cast<double>(sample) * sample;
     ++self->samples;
     if (self->samples >= static_cast<uint64_t>(rate / 10)) {
-      double seconds = static_cast<double>(self->samples) / rate;
       double rms = std::sqrt(self->energy / static_cast<double>(self->samples));
-      zent::test::ToneReading reading;
-      reading.streamSeconds = GST_CLOCK_TIME_IS_VALID(self->windowStart)
-                                  ? static_cast<double>(self->windowStart) / GST_SECOND
-                                  : -1.0;
-      reading.hertz = rms > 100.0 ? static_cast<double>(self->crossings) / seconds : 0.0;
-      reading.at = std::chrono::steady_clock::now();
+      double hertz =
+          static_cast<double>(self->crossings) * rate / static_cast<double>(self->samples);
       {
         std::lock_guard lock(zent::test::shared().readingsMutex);
-        zent::test::shared().readings.push_back(reading);
+        zent::test::shared().readings.push_back({rms > 100.0 ? hertz : 0.0});
       }
       zent::test::shared().readingsChanged.notify_all();
-      GstClockTime pts = GST_BUFFER_PTS(buffer);
       zentToneSinkResetLocked(self);
-      if (GST_CLOCK_TIME_IS_VALID(pts)) {
-        self->windowStart = pts + gst_util_uint64_scale_int(i + 1, GST_SECOND, rate);
-      }
     }
   }
   gst_buffer_unmap(buffer, &map);
@@ -112,7 +88,8 @@ static GstFlowReturn zentToneSinkRender(GstBaseSink* base, GstBuffer* buffer) {
 static gboolean zentToneSinkEvent(GstBaseSink* base, GstEvent* event) {
   if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP ||
       GST_EVENT_TYPE(event) == GST_EVENT_STREAM_START) {
-    zentToneSinkReset(reinterpret_cast<ZentToneSink*>(base));
+    std::lock_guard lock(zent::test::shared().windowMutex);
+    zentToneSinkResetLocked(reinterpret_cast<ZentToneSink*>(base));
   }
   return GST_BASE_SINK_CLASS(zent_tone_sink_parent_class)->event(base, event);
 }
@@ -133,7 +110,8 @@ static void zent_tone_sink_class_init(ZentToneSinkClass* klass) {
 }
 
 static void zent_tone_sink_init(ZentToneSink* self) {
-  zentToneSinkReset(self);
+  std::lock_guard lock(zent::test::shared().windowMutex);
+  zentToneSinkResetLocked(self);
   gst_base_sink_set_sync(GST_BASE_SINK(self), TRUE);
 }
 

@@ -1,6 +1,6 @@
-// Network loss and return fanned out by the bridge to its players, with the
-// scripted engine holding the buffer states the real one cannot be held in.
+// Network loss and return fanned out by the bridge to its players on the scripted engine.
 #include <limits>
+#include <tuple>
 
 #include "player/player_test_fixture.h"
 
@@ -12,12 +12,10 @@ const std::string kVod = "http://127.0.0.1:9/vod.mp4";
 
 class BridgeNetworkTest : public PlayerTest {
  protected:
-  // Adds a player and makes the content ready in it.
   std::shared_ptr<ScriptedItem> addReady(const std::string& url, bool local = false) {
     bridge->AddStream(false);
     return openReady(bridge->GetTotalStreams() - 1, url, local);
   }
-  // Feeds one path state and waits until what it caused on the main queue has run.
   void pathBecomes(bool satisfied) {
     path->feed(satisfied);
     ASSERT_TRUE(drainMainQueue());
@@ -43,12 +41,10 @@ TEST_F(BridgeNetworkTest, LossAndReturnReachEveryPlayerInSlotOrderWithEachBuffer
   ASSERT_EQ(events.size(), mark + 8);
   for (std::size_t i = 0; i < 4; ++i) {
     const auto &lost = events[mark + i], &back = events[mark + 4 + i];
-    EXPECT_TRUE(lost.isError);
-    EXPECT_EQ(lost.type, kNetworkFailed);
-    EXPECT_EQ(lost.playerIndex, static_cast<int32_t>(i));
-    EXPECT_EQ(lost.text, "");
-    EXPECT_EQ(back.type, kNetworkConnected);
-    EXPECT_EQ(back.playerIndex, static_cast<int32_t>(i));
+    EXPECT_EQ(std::tie(lost.isError, lost.type, lost.playerIndex, lost.text),
+              std::tuple(true, kNetworkFailed, static_cast<int32_t>(i), std::string()));
+    EXPECT_EQ(std::tie(back.type, back.playerIndex),
+              std::tuple(kNetworkConnected, static_cast<int32_t>(i)));
     EXPECT_EQ(back.text, "ZENTPLAYER_EVENT_NETWORK_CONNECTED - The network has been connected");
     EXPECT_DOUBLE_EQ(bridge->playerAt(i)->msBeforeLostNetwork(), rows[i].recordedMs);
   }
@@ -81,9 +77,7 @@ TEST_F(BridgeNetworkTest, StreamThatPlayedPastItsBufferFreezesThenReopensAndSeek
   EXPECT_DOUBLE_EQ(bridge->getCurrentTime(0), 15000.0);
 }
 
-// A stream still inside its buffer is not opened again, but the seek back stays
-// armed: the next content that becomes ready on that player starts from the
-// recorded position.
+// Not opened again, but the next content ready on that player starts from the recorded position.
 TEST_F(BridgeNetworkTest, StreamStillInsideItsBufferIsNotReopenedAndTheSeekBackStaysArmed) {
   auto vod = addReady(kVod);
   vod->at(5.0, {{{0.0, 12.0}}});
@@ -94,7 +88,6 @@ TEST_F(BridgeNetworkTest, StreamStillInsideItsBufferIsNotReopenedAndTheSeekBackS
   EXPECT_EQ(types(mark), std::vector<int32_t>{kNetworkConnected});
   EXPECT_EQ(engine->itemCount(), 1u);
   EXPECT_TRUE(engine->player(0)->calls("seek").empty());
-
   openReady(0, "http://127.0.0.1:9/next.mp4");
   auto seek = eventRecorder().waitFor(isEvent(0, kSeek), 10s, mark);
   ASSERT_TRUE(seek) << eventRecorder().describe();
@@ -126,8 +119,7 @@ TEST_F(BridgeNetworkTest, AStoppedMonitorOrADroppedBridgeHearsNothing) {
   std::size_t mark = eventRecorder().size();
   pathBecomes(false);
   EXPECT_TRUE(InternetReachability::shared().isConnected());
-  // Teardown as NativeShutdown does it, minus the monitor: the handlers stay
-  // installed and must find the bridge gone.
+  // Torn down as NativeShutdown does, the handlers left installed: they find no bridge.
   InternetReachability::shared().start();
   bridge->Release(0);
   LoadTask::cancelAndJoinAll();

@@ -1,14 +1,10 @@
-// The system path source on GIO's GNetworkMonitor: real route loss and return
-// inside a private network namespace (when run as root).
+// The system path source on GIO: real route loss and return in a private network
+// namespace (when run as root).
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
-#include <mutex>
-#include <string>
-#include <vector>
 
 #include "player/scripted_engine.h"
 #include "support/internet_reachability.h"
@@ -28,9 +24,8 @@ bool run(const std::string& command, std::string* output = nullptr) {
   return result.ok();
 }
 
-// Runs inside the namespace that the test below sets up: the reachability on
-// the system source hears the default route go and come back, across a main
-// queue restart as NativeInit, NativeShutdown, NativeInit leave it.
+// Inside the namespace set up below: the default route goes and comes back, after a
+// main queue restart as NativeInit, NativeShutdown, NativeInit leave it.
 TEST(NetnsChild, ReachabilityReportsRouteLossAndReturnAcrossAMainQueueRestart) {
   if (!std::getenv(kChildFlag)) GTEST_SKIP() << "runs inside the namespace only";
   InternetReachability& reachability = InternetReachability::shared();
@@ -86,14 +81,13 @@ TEST(GioNetworkNamespace, RealSourceReportsRouteLossAndReturn) {
         in + "route add default via 10.213.0.1 dev zentv0"}) {
     ASSERT_TRUE(run(step, &output)) << step << ": " << output;
   }
-  // GIO's netlink monitor follows the namespace's routes; one that asks a
-  // system service would answer for the host instead.
+  // The netlink monitor follows the namespace's routes; a system service would not.
   std::string self = std::filesystem::read_symlink("/proc/self/exe");
-  bool passed =
-      run("ip netns exec " + ns + " env " + kChildFlag + "=1 GIO_USE_NETWORK_MONITOR=netlink " +
-              self + " --gtest_filter='NetnsChild.*'",
-          &output);
-  EXPECT_TRUE(passed) << output;
+  EXPECT_TRUE(run("ip netns exec " + ns + " env " + kChildFlag +
+                      "=1 GIO_USE_NETWORK_MONITOR=netlink " + self +
+                      " --gtest_filter='NetnsChild.*'",
+                  &output))
+      << output;
   EXPECT_NE(output.find("[  PASSED  ] 1 test"), std::string::npos) << output;
 }
 

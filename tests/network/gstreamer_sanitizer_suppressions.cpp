@@ -1,7 +1,5 @@
-// GLib, GStreamer, its plugins and FFmpeg run uninstrumented in this process:
-// ThreadSanitizer cannot see their synchronisation and LeakSanitizer reports
-// their process-lifetime tables. The library's own network code is checked
-// without these in network_tests, which runs no pipeline.
+// GLib, GStreamer and FFmpeg run uninstrumented here: the sanitizers cannot see their
+// synchronisation and report their process-lifetime tables. network_tests runs no pipeline.
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
 #define ZENT_NETWORK_TSAN 1

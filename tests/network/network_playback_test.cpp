@@ -1,6 +1,5 @@
-// Network loss and return on the real engine, end to end through the exports:
-// real HLS from a loopback server that stops answering. Linked in-process so
-// the path states can be fed by hand.
+// Network loss and return on the real engine through the exports: HLS from a loopback
+// server that stops answering; in-process so the path states can be fed by hand.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -37,13 +36,11 @@ class NetworkPlaybackTest : public ::testing::Test {
     NativeShutdown();
     InternetReachability::shared().resetForTesting();
   }
-  // Opens the HLS directory's index and waits until playback passes 4 s.
   void playPastFourSeconds(const std::string& media) {
     ASSERT_EQ(NativeOpenURI(0, server.url(media + "/index.m3u8").c_str(), 1), 0);
     ASSERT_TRUE(eventRecorder().waitFor(isEvent(0, kPlay), 30s)) << eventRecorder().describe();
     ASSERT_TRUE(waitForPosition(4000, 20s)) << "playback did not reach 4 s";
   }
-  // The server stops answering and the path source reports it; the loss is recorded.
   double networkGoes() {
     std::size_t mark = eventRecorder().size();
     server.setPaused(true);
@@ -71,8 +68,7 @@ class NetworkPlaybackTest : public ::testing::Test {
 };
 
 TEST_F(NetworkPlaybackTest, VodFreezesAtTheBufferedEndThenReopensAndPlaysOnFromThere) {
-  // 60 s of 1 s segments served a little faster than their own rate: the buffer
-  // stays a few seconds ahead of playback, however long the start took.
+  // 60 s of 1 s segments served a little faster than real time: the buffer stays ahead.
   const std::string media = test::hls_live_segments();
   uint64_t bytes = 0;
   for (const auto& entry : std::filesystem::directory_iterator(media)) {
@@ -84,8 +80,7 @@ TEST_F(NetworkPlaybackTest, VodFreezesAtTheBufferedEndThenReopensAndPlaysOnFromT
   ASSERT_GT(recorded, 4000.0);
   ASSERT_LT(recorded, 30000.0) << "the buffered end is not where the download stood";
 
-  // The player drains its buffer: the reported time runs up to the buffered end
-  // and stays there, never beyond it.
+  // The time runs up to the buffered end and stays there.
   ASSERT_TRUE(waitForPosition(static_cast<int64_t>(recorded), 30s)) << "never drained";
   EXPECT_EQ(NativeGetCurrentTime(0), static_cast<int64_t>(recorded));
   EXPECT_EQ(eventRecorder().count(isEvent(0, kEnd)), 0u) << "ended during the outage";
@@ -95,7 +90,6 @@ TEST_F(NetworkPlaybackTest, VodFreezesAtTheBufferedEndThenReopensAndPlaysOnFromT
   auto seek = eventRecorder().waitFor(isEvent(0, kSeek), 30s, mark);
   ASSERT_TRUE(seek) << eventRecorder().describe();
   EXPECT_EQ(seek->params[1], static_cast<int32_t>(recorded));
-  // The seek comes after the re-opened stream was ready, not before.
   EXPECT_EQ(eventRecorder().typesFor(0, mark),
             (std::vector<int32_t>{kNetworkConnected, kReady, kPlay, kSeek}));
   EXPECT_TRUE(waitForPosition(static_cast<int64_t>(recorded) + 1000, 15s))

@@ -1,5 +1,4 @@
-// Host callbacks never run under a library lock, and a host may call back in
-// from them.
+// Host callbacks never run under a library lock; a host may call back in from them.
 #include <future>
 
 #include "player/player_test_fixture.h"
@@ -11,7 +10,6 @@ std::mutex gHostMutex;
 std::promise<void>* gListenerEntered = nullptr;
 BridgePlayer* gBridge = nullptr;
 
-// Waits on the host's own lock from the ready event.
 void blockingListener(bool, int32_t, int32_t type, int32_t, int32_t, int32_t, int32_t,
                       const char*) {
   if (type != 0) return;
@@ -19,7 +17,6 @@ void blockingListener(bool, int32_t, int32_t type, int32_t, int32_t, int32_t, in
   std::lock_guard<std::mutex> hostLock(gHostMutex);
 }
 
-// Records, and pauses from the ready event.
 void pausingListener(bool isError, int32_t player, int32_t type, int32_t p1, int32_t p2, int32_t p3,
                      int32_t p4, const char* text) {
   eventRecorderListener(isError, player, type, p1, p2, p3, p4, text);
@@ -56,8 +53,7 @@ TEST_F(HostCallbackTest, ALogCallbackMayCallBackIntoTheLibrary) {
   EXPECT_EQ(seenState, 0);
 }
 
-// A host that pauses from its ready callback gets the events in the order they
-// were raised (ready, autoplay's play, its own pause), the last naming the state.
+// Pausing from the ready callback: ready, autoplay's play, the pause, in that order.
 TEST_F(HostCallbackTest, AListenerThatCallsBackInGetsEventsInTheOrderRaised) {
   bridge->AddStream(true);
   gBridge = bridge.get();

@@ -1,5 +1,4 @@
-// Each broken invariant of the host's use is detected: logged at ERROR with a
-// neutral answer, or, in the build with ZENT_ABORT_ON_INVARIANT, a process abort.
+// Each broken invariant is logged at ERROR (or, with ZENT_ABORT_ON_INVARIANT, aborts).
 #include <limits>
 
 #include "player/player_test_fixture.h"

@@ -1,13 +1,8 @@
 #pragma once
 
-// White-box fixture: a bridge over the scripted engine and the fed path
-// source, its events and log lines recorded by the shared recorders.
+// A bridge over the scripted engine and the fed path source, its events and log lines recorded.
 
 #include <gtest/gtest.h>
-
-#include <chrono>
-#include <string>
-#include <vector>
 
 #include "player/scripted_engine.h"
 #include "player/zent_player.h"
@@ -50,14 +45,13 @@ class PlayerTest : public ::testing::Test {
     Logger::resetForTesting();
   }
 
-  // Opens the content on the player at `index`, makes its item ready and waits
-  // for the ready event.
+  // Opens the content at `index`, makes its item ready and waits for the ready event.
   std::shared_ptr<ScriptedItem> openReady(int64_t index, const std::string& url,
                                           bool local = false) {
     std::size_t n = engine->itemCount(), mark = eventRecorder().size();
     local ? bridge->OpenLocalContent(url, index) : bridge->OpenURI(url, index, 0);
     auto item = engine->item(n);
-    if (!item || !engine->player(n)) return nullptr;  // the load attached it and observes it
+    if (!item || !engine->player(n)) return nullptr;  // the load attached and observes it
     item->resolve(ItemStatus::ReadyToPlay);
     EXPECT_TRUE(eventRecorder().waitFor(isEvent(index, 0), 10s, mark))
         << eventRecorder().describe();

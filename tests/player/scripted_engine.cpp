@@ -14,8 +14,7 @@ bool drainMainQueue() {
   return ran.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
 }
 
-void ScriptedItem::resolve(ItemStatus status, std::string reason) {
-  set(reason_, std::move(reason));
+void ScriptedItem::resolve(ItemStatus status) {
   set(status_, status);
   resolved_.notify_all();
   MainQueue::post([self = shared_from_this(), status] {
@@ -27,7 +26,6 @@ ItemStatus ScriptedItem::waitUntilResolved(double timeoutSeconds, const std::ato
   std::unique_lock<std::mutex> lock(mutex);
   auto deadline = std::chrono::steady_clock::now() +
                   std::chrono::milliseconds(static_cast<int64_t>(timeoutSeconds * 1000));
-  // Woken every 20 ms to look at the cancel flag.
   while (status_ == ItemStatus::Unknown && !(cancel && cancel->load()) &&
          std::chrono::steady_clock::now() < deadline) {
     resolved_.wait_for(lock, std::chrono::milliseconds(20));
@@ -71,20 +69,6 @@ std::shared_ptr<VideoOutput> ScriptedEngine::makeVideoOutput() {
     std::shared_ptr<PixelBuffer> copyPixelBuffer(double) override { return nullptr; }
   };
   return std::make_shared<NoFrames>();
-}
-
-template <typename T>
-std::shared_ptr<T> ScriptedEngine::nth(const std::vector<std::shared_ptr<T>>& made, std::size_t n) {
-  std::unique_lock<std::mutex> lock(mutex);
-  made_.wait_for(lock, std::chrono::seconds(5), [&] { return made.size() > n; });
-  return made.size() > n ? made[n] : nullptr;
-}
-
-std::shared_ptr<ScriptedItem> ScriptedEngine::item(std::size_t n) {
-  return nth(items_, n);
-}
-std::shared_ptr<ScriptedPlayer> ScriptedEngine::player(std::size_t n) {
-  return nth(players_, n);
 }
 
 class FedPathSource::Monitor final : public PathMonitor {

@@ -1,27 +1,20 @@
 #pragma once
 
-// Fakes for what the real engine and system cannot produce on demand: items
-// in the state the test sets, player calls recorded, a path source fed by hand.
+// Fakes: items in the state the test sets, player calls recorded, a path source fed by hand.
 
-#include <atomic>
+#include <chrono>
 #include <condition_variable>
-#include <functional>
-#include <memory>
 #include <mutex>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "player/media_player.h"
 #include "support/path_monitor.h"
 
 namespace zent::testing {
 
-// Waits until everything posted to the main queue before the call has run.
 bool drainMainQueue();
 
-// Guards the fields of a fake; get/set copy under its lock.
-struct Guarded {
+struct Guarded {  // get/set copy a field under the lock
+
   mutable std::mutex mutex;
   template <typename T>
   T get(const T& field) const {
@@ -35,22 +28,15 @@ struct Guarded {
   }
 };
 
-struct ScriptedLegibleOutput : LegibleOutput {
-  explicit ScriptedLegibleOutput(Sink s) : sink(std::move(s)) {}
-  Sink sink;
-};
-
 class ScriptedItem : public PlayerItem,
                      public Guarded,
                      public std::enable_shared_from_this<ScriptedItem> {
  public:
   explicit ScriptedItem(std::string url) : url_(std::move(url)) {}
-  // Sets the status and tells the delegate on the main queue, as the engine does.
-  void resolve(ItemStatus status, std::string reason = "");
+  void resolve(ItemStatus status);
   void finishPlaying() {
     if (auto d = get(delegate_).lock()) d->itemDidPlayToEnd(*this);
   }
-  // Sets the position and, when given, the buffered ranges.
   void at(double seconds, std::optional<std::vector<TimeRange>> loaded = std::nullopt) {
     set(position, seconds);
     if (loaded) set(ranges, *loaded);
@@ -58,16 +44,14 @@ class ScriptedItem : public PlayerItem,
 
   const std::string& url() const override { return url_; }
   ItemStatus status() const override { return get(status_); }
-  std::string failureReason() const override { return get(reason_); }
+  std::string failureReason() const override { return ""; }
   ItemStatus waitUntilResolved(double timeoutSeconds, const std::atomic<bool>* cancel) override;
   void setDelegate(std::weak_ptr<PlayerItemDelegate> d) override { set(delegate_, d); }
   void addOutput(std::shared_ptr<VideoOutput>) override {}
   void removeOutput(const std::shared_ptr<VideoOutput>&) override {}
   void addOutput(std::shared_ptr<MetadataOutput>) override {}
   void removeOutput(const std::shared_ptr<MetadataOutput>&) override {}
-  void addOutput(std::shared_ptr<LegibleOutput> output) override {
-    set(legible, std::static_pointer_cast<ScriptedLegibleOutput>(output));
-  }
+  void addOutput(std::shared_ptr<LegibleOutput>) override {}
   double durationSeconds() const override { return get(duration); }
   double currentTimeSeconds() const override { return get(position); }
   std::optional<double> currentDateEpochSeconds() const override { return std::nullopt; }
@@ -80,16 +64,13 @@ class ScriptedItem : public PlayerItem,
   std::vector<MediaStreamInfo> mediaStreams(MediaCharacteristic) const override { return {}; }
   void select(MediaCharacteristic, std::optional<std::size_t>) override {}
 
-  // What the test scripts and what the player asked for.
   double duration = 10.0, position = 0.0, peakBitRate = 0.0;
   std::vector<TimeRange> ranges;
   Size2D maximumResolution;
-  std::shared_ptr<ScriptedLegibleOutput> legible;
 
  private:
   const std::string url_;
   ItemStatus status_ = ItemStatus::Unknown;
-  std::string reason_;
   std::condition_variable resolved_;
   std::weak_ptr<PlayerItemDelegate> delegate_;
 };
@@ -105,23 +86,18 @@ class ScriptedPlayer : public MediaPlayer, public Guarded {
   void seek(int64_t ms, bool exact) override {
     record("seek:" + std::to_string(ms) + (exact ? ":exact" : ""));
   }
-  void setVolume(float volume) override {
-    record("volume");
-    set(volume_, std::optional<double>(volume));
-  }
+  void setVolume(float volume) override { record("volume:" + std::to_string(volume)); }
   void setMuted(bool muted) override { record(muted ? "muted:1" : "muted:0"); }
   double currentTimeSeconds() const override { return item_->currentTimeSeconds(); }
 
-  // The calls in order ("play", "seek:5000:exact", "muted:1", ...) starting with `prefix`.
+  // The calls in order ("play", "seek:5000:exact", ...) starting with `prefix`.
   std::vector<std::string> calls(const std::string& prefix = "") const;
-  std::optional<double> volume() const { return get(volume_); }
 
  private:
   void record(std::string call, std::optional<float> rate = std::nullopt);
   std::shared_ptr<ScriptedItem> item_;
   std::vector<std::string> calls_;
   float rate_ = 0.0f;
-  std::optional<double> volume_;
 };
 
 class ScriptedEngine : public MediaEngine, public Guarded {
@@ -133,23 +109,28 @@ class ScriptedEngine : public MediaEngine, public Guarded {
     return std::make_shared<MetadataOutput>();
   }
   std::shared_ptr<LegibleOutput> makeLegibleOutput(LegibleOutput::Sink sink) override {
-    return std::make_shared<ScriptedLegibleOutput>(std::move(sink));
+    set(captions, std::move(sink));
+    return std::make_shared<LegibleOutput>();
   }
-  // The n-th item / player made, waiting a few seconds for a load to make it.
-  std::shared_ptr<ScriptedItem> item(std::size_t n);
-  std::shared_ptr<ScriptedPlayer> player(std::size_t n);
+  LegibleOutput::Sink captions;  // the last player's caption sink
+  // The n-th item / player made, waiting for a load to make it.
+  std::shared_ptr<ScriptedItem> item(std::size_t n) { return nth(items_, n); }
+  std::shared_ptr<ScriptedPlayer> player(std::size_t n) { return nth(players_, n); }
   std::size_t itemCount() const { return get(items_).size(); }
 
  private:
   template <typename T>
-  std::shared_ptr<T> nth(const std::vector<std::shared_ptr<T>>& made, std::size_t n);
+  std::shared_ptr<T> nth(const std::vector<std::shared_ptr<T>>& made, std::size_t n) {
+    std::unique_lock<std::mutex> lock(mutex);
+    made_.wait_for(lock, std::chrono::seconds(5), [&] { return made.size() > n; });
+    return made.size() > n ? made[n] : nullptr;
+  }
   std::condition_variable made_;
   std::vector<std::shared_ptr<ScriptedItem>> items_;
   std::vector<std::shared_ptr<ScriptedPlayer>> players_;
 };
 
-// A path source the test feeds by hand: feed(satisfied) reaches the monitor
-// attached now, synchronously, as the system source would from its thread.
+// feed(satisfied) reaches the monitor attached now, synchronously.
 class FedPathSource : public Guarded, public std::enable_shared_from_this<FedPathSource> {
  public:
   PathMonitorFactory factory();

@@ -1,6 +1,10 @@
-// zentplay's own logic, without the library: the command line, the wording of
-// events, the viewer's commands and the picture fit.
+// zentplay's own logic, without the library.
 #include <gtest/gtest.h>
+
+#include <array>
+#include <iterator>
+#include <sstream>
+#include <tuple>
 
 #include "actions.h"
 #include "options.h"
@@ -11,52 +15,38 @@
 namespace zentplay {
 namespace {
 
-ParsedCommandLine parse(std::vector<std::string> args) {
-  return parseCommandLine(args);
+ParsedCommandLine parse(const std::string& words) {  // split at spaces
+  std::istringstream in(words);
+  return parseCommandLine({std::istream_iterator<std::string>(in), {}});
 }
 
-// The headless runs use most options; these are the ones they do not.
 TEST(CommandLine, ReadsTheOptionsTheHeadlessRunsLeaveOut) {
-  const auto parsed = parse({"--mime", "dash", "--captions", "http://127.0.0.1:8080/x"});
+  const auto parsed = parse("--mime dash --captions http://127.0.0.1:8080/x");
   ASSERT_EQ(parsed.error, "");
   EXPECT_EQ(parsed.options.mime, ZENTPLAYER_MIME_DASH);
   EXPECT_TRUE(parsed.options.captions);
   EXPECT_EQ(parsed.options.target, "http://127.0.0.1:8080/x");
-  EXPECT_EQ(parse({"clip.mp4"}).options.mime, -1) << "left to be guessed";
-  EXPECT_EQ(parse({"--out", "d", "x.mp4"}).options.snapshotEvery, 30);
+  EXPECT_EQ(parse("clip.mp4").options.mime, -1) << "left to be guessed";
+  EXPECT_EQ(parse("--out d x.mp4").options.snapshotEvery, 30);
 }
 
 TEST(CommandLine, RejectsWhatCannotBeMeant) {
-  const std::vector<std::vector<std::string>> wrong = {
-      {},
-      {"--frames", "0", "x.mp4"},
-      {"--frames", "12x", "x.mp4"},
-      {"--frames"},
-      {"--snapshot-every", "5", "x.mp4"},  // no --out
-      {"--mime", "mp4", "x.mp4"},
-      {"--log-level", "5", "x.mp4"},
-      {"--start-ms", "-1", "x.mp4"},
-      {"--bogus", "x.mp4"},
-      {"a.mp4", "b.mp4"},
-  };
-  for (const auto& args : wrong) {
-    std::string joined;
-    for (const auto& a : args) joined += a + " ";
-    EXPECT_NE(parse(args).error, "") << joined;
-  }
-  EXPECT_TRUE(parse({"--help"}).showHelp);
+  for (const char* words : {"", "--frames 0 x.mp4", "--frames 12x x.mp4", "--frames",
+                            "--snapshot-every 5 x.mp4", "--mime mp4 x.mp4", "--log-level 5 x.mp4",
+                            "--start-ms -1 x.mp4", "--bogus x.mp4", "a.mp4 b.mp4"})
+    EXPECT_NE(parse(words).error, "") << words;
+  EXPECT_TRUE(parse("--help").showHelp);
 }
 
 TEST(CommandLine, TellsUrlsFromPathsAndGuessesTheirType) {
-  EXPECT_TRUE(looksLikeUrl("http://host/a.m3u8"));
-  EXPECT_TRUE(looksLikeUrl("file:///tmp/a.mp4"));
-  EXPECT_FALSE(looksLikeUrl("/tmp/a.mp4"));
-  EXPECT_FALSE(looksLikeUrl("dir/with://odd/name.mp4"));
-  EXPECT_FALSE(looksLikeUrl("://nothing"));
-  EXPECT_EQ(guessMime("http://h/live/master.M3U8?token=1"), ZENTPLAYER_MIME_HLS);
-  EXPECT_EQ(guessMime("https://h/manifest.mpd#t=3"), ZENTPLAYER_MIME_DASH);
-  EXPECT_EQ(guessMime("https://h/movie.mp4"), ZENTPLAYER_MIME_NONE);
-  EXPECT_EQ(guessMime("https://h/movie.mp4?x=.m3u8"), ZENTPLAYER_MIME_NONE);
+  for (const char* url : {"http://host/a.m3u8", "file:///tmp/a.mp4"})
+    EXPECT_TRUE(looksLikeUrl(url));
+  for (const char* path : {"/tmp/a.mp4", "dir/with://odd/name.mp4", "://nothing"})
+    EXPECT_FALSE(looksLikeUrl(path)) << path;
+  for (auto [url, mime] : {std::pair{"http://h/live/master.M3U8?token=1", ZENTPLAYER_MIME_HLS},
+                           {"https://h/manifest.mpd#t=3", ZENTPLAYER_MIME_DASH},
+                           {"https://h/movie.mp4?x=.m3u8", ZENTPLAYER_MIME_NONE}})
+    EXPECT_EQ(guessMime(url), mime) << url;
 }
 
 PlayerEvent event(int32_t type, int32_t p1 = 0, int32_t p2 = 0, std::string text = "",
@@ -64,7 +54,6 @@ PlayerEvent event(int32_t type, int32_t p1 = 0, int32_t p2 = 0, std::string text
   return PlayerEvent{isError, 0, type, p1, p2, 0, 1, std::move(text)};
 }
 
-// The words the headless runs do not already see.
 TEST(EventWords, EachEventIsNamedInWords) {
   const std::pair<PlayerEvent, const char*> kCases[] = {
       {event(ZENTPLAYER_EVENT_PLAYBACK_STOP), "player 0: stop"},
@@ -86,11 +75,9 @@ TEST(EventQueue, TheListenerCopiesTextThatDiesAfterTheCall) {
   queueingListener(true, 3, ZENTPLAYER_ERROR_NETWORK_FAILED, 0, 0, 0, 1, nullptr);
   auto events = listenerQueue().drain();
   ASSERT_EQ(events.size(), 2u);
-  EXPECT_EQ(events[0].text, "caption text");
-  EXPECT_EQ(events[0].player, 3);
-  EXPECT_EQ(events[0].param1, 12);
-  EXPECT_TRUE(events[1].isError);
-  EXPECT_EQ(events[1].text, "");
+  EXPECT_EQ(std::tie(events[0].text, events[0].player, events[0].param1),
+            std::make_tuple("caption text", 3, 12));
+  EXPECT_EQ(std::tie(events[1].isError, events[1].text), std::make_tuple(true, ""));
   EXPECT_TRUE(listenerQueue().drain().empty());
 }
 
@@ -104,19 +91,20 @@ TEST(Commands, KeysMapToActions) {
 }
 
 TEST(PictureFit, KeepsTheVideosShapeAndCentresIt) {
-  auto same = [](PixelRect a, PixelRect b) {
-    return a.x == b.x && a.y == b.y && a.width == b.width && a.height == b.height;
-  };
-  EXPECT_TRUE(same(fitRect(1280, 720, 1280, 720), {0, 0, 1280, 720}));
-  EXPECT_TRUE(same(fitRect(1920, 1080, 1280, 720), {0, 0, 1280, 720}));
-  // Wider window: bars left and right.
-  EXPECT_TRUE(same(fitRect(1280, 720, 1600, 720), {160, 0, 1280, 720}));
-  // Taller window: bars above and below.
-  EXPECT_TRUE(same(fitRect(1280, 720, 1280, 1000), {0, 140, 1280, 720}));
-  // A portrait video in a landscape window.
-  EXPECT_TRUE(same(fitRect(360, 640, 1280, 720), {437, 0, 405, 720}));
-  EXPECT_TRUE(same(fitRect(0, 720, 1280, 720), {}));
-  EXPECT_TRUE(same(fitRect(1280, 720, 0, 0), {}));
+  const std::pair<std::array<int, 4>, PixelRect> kCases[] = {
+      {{1280, 720, 1280, 720}, {0, 0, 1280, 720}},
+      {{1920, 1080, 1280, 720}, {0, 0, 1280, 720}},
+      {{1280, 720, 1600, 720}, {160, 0, 1280, 720}},
+      {{1280, 720, 1280, 1000}, {0, 140, 1280, 720}},
+      {{360, 640, 1280, 720}, {437, 0, 405, 720}},
+      {{0, 720, 1280, 720}, {}},
+      {{1280, 720, 0, 0}, {}}};
+  for (const auto& [in, want] : kCases) {
+    const PixelRect r = fitRect(in[0], in[1], in[2], in[3]);
+    EXPECT_EQ(std::tie(r.x, r.y, r.width, r.height),
+              std::tie(want.x, want.y, want.width, want.height))
+        << in[0] << "x" << in[1] << " in " << in[2] << "x" << in[3];
+  }
 }
 
 }  // namespace
