@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <future>
 #include <thread>
 
-#include "platform/gst/teardown_worker.h"
 #include "player/scripted_engine.h"
 #include "support/http_server.h"
 #include "support/main_queue.h"
@@ -57,43 +55,12 @@ struct Playback {
   }
 };
 
-constexpr auto kHang = 5s;  // a release this long is hung, not slow
-
-bool teardownDrains() {
-  auto worker = TeardownWorker::acquire();
-  return std::async(std::launch::async, [worker] { worker->drain(); }).wait_for(20s) ==
-         std::future_status::ready;
-}
-
-auto timed(const std::function<void()>& call) {
-  auto started = std::chrono::steady_clock::now();
-  return (call(), std::chrono::steady_clock::now() - started);
-}
-
 class LifecycleTest : public ::testing::Test {
  protected:
   void SetUp() override { MainQueue::start(); }
   std::shared_ptr<MediaEngine> engine_ = makeGstMediaEngine();
   test::HttpServer server_;
 };
-
-TEST_F(LifecycleTest, ItemReleasedWhileLoadingIsNeverReported) {
-  server_.setPaused(true);  // the first request hangs
-  auto p = std::make_unique<Playback>(*engine_, server_.url(test::mp4_720p()));
-  ASSERT_TRUE(server_.waitForStalled(1, 10s));
-  auto recorder = p->delegate;
-  std::atomic<bool> cancel{false};
-  auto waiting =
-      std::async(std::launch::async, [&] { return p->item->waitUntilResolved(60, &cancel); });
-  cancel = true;
-  ASSERT_EQ(waiting.wait_for(kHang), std::future_status::ready);
-  EXPECT_EQ(waiting.get(), ItemStatus::Unknown);
-  EXPECT_LT(timed([&] { p.reset(); }), kHang);
-  EXPECT_TRUE(teardownDrains());  // the NULL transition interrupts the hanging read
-  server_.setPaused(false);
-  ASSERT_TRUE(testing::drainMainQueue());
-  EXPECT_TRUE(recorder->statuses().empty());
-}
 
 TEST_F(LifecycleTest, ALoadThatStallsBeforeItsFirstFrameIsStartedAgain) {
   server_.setPaused(true);  // the source reads nothing: loading makes no progress

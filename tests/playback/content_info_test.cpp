@@ -45,19 +45,6 @@ TEST_F(ContentInfoTest, MultiVariantHlsListsVariantsAndRenditionsAndSelects) {
       << "width " << api().NativeGetVideoWidth(0);
 }
 
-TEST_F(ContentInfoTest, DashListsItsRepresentationsAndASingleVariantNone) {
-  HttpServer server;
-  openPlaying(server.url(dash_vod() + "/manifest.mpd"), 2);
-  ASSERT_EQ(api().NativeGetTrackCount(0), 3);
-  EXPECT_EQ(api().NativeGetTrackWidth(0, 0), 426);
-  EXPECT_EQ(api().NativeGetTrackWidth(0, 2), 1280);
-
-  api().NativeAddStream(1);
-  ASSERT_EQ(api().NativeOpenURI(1, server.url(hls_single_variant() + "/index.m3u8").c_str(), 1), 0);
-  ASSERT_TRUE(waitForEvent(1, 0, seconds(30))) << describe();
-  EXPECT_EQ(api().NativeGetTrackCount(1), 0);
-}
-
 // The clip is turned a quarter clockwise for display (360x640 shown): the
 // transform's angle is +90 degrees, and no track is shown at the coded size.
 TEST_F(ContentInfoTest, RotationOfAQuarterTurnMatchesOnlyTheDisplayedSize) {

@@ -117,15 +117,6 @@ TEST_P(TextureTest, CleaningDropsTheHandleAndAPausedPlayerHasNone) {
   for (int i = 0; i < 5; ++i) EXPECT_EQ(api().NativeGetTexture(0), nullptr);
 }
 
-TEST_P(TextureTest, NoContextCurrentGivesNullAndOneErrorLine) {
-  ASSERT_NE(playUntilTexture(mp4_720p()), 0u) << describe();
-  EglContext::releaseCurrent();
-  size_t mark = logRecorder().size();
-  for (int i = 0; i < 20; ++i) EXPECT_EQ(api().NativeGetTexture(0), nullptr);
-  EXPECT_EQ(logRecorder().count("", 3, mark), 1u) << logRecorder().describe(20);
-  gl_->makeCurrent();
-}
-
 INSTANTIATE_TEST_SUITE_P(Conversions, TextureTest, ::testing::Values("gpu", "cpu"));
 
 }  // namespace

@@ -169,19 +169,6 @@ TEST(ZentplayHeadless, TheViewersCommandsDriveThePlayer) {
   EXPECT_EQ(run.waitForExit(seconds(30)), 0) << run.transcript();
 }
 
-TEST(ZentplayHeadless, QuitOrATerminationSignalEndsAtOnceAndShutsTheLibraryDown) {
-  for (bool bySignal : {false, true}) {
-    ChildProcess run(zentplayCommand({"--headless", "--log-level", "0", mp4_two_row_bars()}));
-    ASSERT_TRUE(run.waitForLineWith("player 0: play", seconds(60))) << run.transcript();
-    if (!bySignal) run.send("q");
-    EXPECT_EQ(bySignal ? run.terminate(seconds(20)) : run.waitForExit(seconds(20)), 0)
-        << run.transcript();
-    EXPECT_FALSE(run.printed("end of content")) << run.transcript();
-    for (const char* said : {"PlayerIndex: 0 | Release", "zentplay: done"})
-      EXPECT_TRUE(run.printed(said)) << run.transcript();
-  }
-}
-
 // The same frame with and without a SubRip cue differs in the caption box at the
 // bottom centre (white text on a dark box) and nowhere near the top.
 TEST(ZentplayHeadless, TheCaptionIsDrawnOverThePictureInSnapshots) {
@@ -217,27 +204,6 @@ TEST(ZentplayHeadless, TheCaptionIsDrawnOverThePictureInSnapshots) {
   for (int y = 0; y < kBarsHeight / 2; y += 7) {
     for (int x = 0; x < kBarsWidth; x += 7)
       ASSERT_FALSE(differs(x, y, kBarTolerance)) << x << "," << y;
-  }
-}
-
-TEST(ZentplayHeadless, FailuresEndWithTheirStatusAndSayWhy) {
-  ScopedTempDir dir;
-  const struct {
-    std::vector<std::string> args;
-    int status;
-    std::string says;
-  } kCases[] = {
-      {zentplayCommand({"--headless", "--ready-timeout", "3", dir.file("none.mp4")}), 3,
-       "did not become ready within 3 s"},
-      {{ZENTPLAY_PATH, "--headless", "--library", dir.file("no.so"), "x.mp4"},
-       1,
-       "cannot load " + dir.file("no.so")},
-  };
-  for (const auto& c : kCases) {
-    const ProcessResult result = runProcess(c.args, seconds(60));
-    EXPECT_EQ(result.exitCode, c.status) << result.describe();
-    EXPECT_NE((result.out + result.err).find(c.says), std::string::npos) << result.describe();
-    EXPECT_EQ(result.out.find("player 0: ready"), std::string::npos) << result.out;
   }
 }
 

@@ -6,7 +6,6 @@
 #include <sstream>
 #include <tuple>
 
-#include "actions.h"
 #include "options.h"
 #include "player_events.h"
 #include "video_canvas.h"
@@ -49,24 +48,6 @@ TEST(CommandLine, TellsUrlsFromPathsAndGuessesTheirType) {
     EXPECT_EQ(guessMime(url), mime) << url;
 }
 
-PlayerEvent event(int32_t type, int32_t p1 = 0, int32_t p2 = 0, std::string text = "",
-                  bool isError = false) {
-  return PlayerEvent{isError, 0, type, p1, p2, 0, 1, std::move(text)};
-}
-
-TEST(EventWords, EachEventIsNamedInWords) {
-  const std::pair<PlayerEvent, const char*> kCases[] = {
-      {event(ZENTPLAYER_EVENT_PLAYBACK_STOP), "player 0: stop"},
-      {event(ZENTPLAYER_EVENT_NETWORK_CONNECTED), "player 0: network connected"},
-      {event(42, 1, 2, "odd"), "player 0: event 42 (1, 2): odd"},
-      {event(ZENTPLAYER_ERROR_NETWORK_FAILED, 0, 0, "", true), "player 0: network lost"},
-      {event(ZENTPLAYER_EVENT_CAPTION_TEXT, 0, 10000, ""), "player 0: caption cleared"},
-      {event(ZENTPLAYER_EVENT_CAPTION_TEXT, 0, 0, "Third cue\r\nsecond line\n"),
-       "player 0: caption: Third cue / second line"},
-  };
-  for (const auto& [e, words] : kCases) EXPECT_EQ(describeEvent(e), words);
-}
-
 TEST(EventQueue, TheListenerCopiesTextThatDiesAfterTheCall) {
   listenerQueue().drain();
   std::string text = "caption text";
@@ -79,15 +60,6 @@ TEST(EventQueue, TheListenerCopiesTextThatDiesAfterTheCall) {
             std::make_tuple("caption text", 3, 12));
   EXPECT_EQ(std::tie(events[1].isError, events[1].text), std::make_tuple(true, ""));
   EXPECT_TRUE(listenerQueue().drain().empty());
-}
-
-TEST(Commands, KeysMapToActions) {
-  EXPECT_EQ(parseCommand(" "), Action::TogglePause);
-  EXPECT_EQ(parseCommand("-"), Action::SeekBack);
-  EXPECT_EQ(parseCommand("  a \r"), Action::NextAudio);
-  EXPECT_EQ(parseCommand("v"), Action::NextVariant);
-  EXPECT_EQ(parseCommand(""), std::nullopt);
-  EXPECT_EQ(parseCommand("rewind"), std::nullopt);
 }
 
 TEST(PictureFit, KeepsTheVideosShapeAndCentresIt) {
