@@ -72,7 +72,7 @@ class RepeatingOutput : public VideoOutput {
 };
 
 std::shared_ptr<PixelBuffer> fullHdFrame(PixelFormat format) {
-  test::FrameSpec recipe;
+  test::FrameRecipe recipe;
   recipe.format = format;
   recipe.width = 1920;
   recipe.height = 1080;

@@ -17,7 +17,7 @@ namespace zent {
 namespace {
 
 using test::EglContext;
-using test::FrameSpec;
+using test::FrameRecipe;
 using test::GlApi;
 using test::logRecorder;
 
@@ -28,7 +28,7 @@ GLint integer(GLenum name) {
 }
 
 // The centre of every cell against its colour (alpha 1); row 0 is the texture's first row.
-void expectGrid(GLuint texture, const FrameSpec& s, const std::string& label) {
+void expectGrid(GLuint texture, const FrameRecipe& s, const std::string& label) {
   ASSERT_NE(texture, 0u) << label;
   GLuint fbo = 0;
   glGenFramebuffers(1, &fbo);
@@ -54,7 +54,7 @@ void expectGrid(GLuint texture, const FrameSpec& s, const std::string& label) {
 }
 
 // Odd row paddings: I420 chroma rows of 39 bytes, NV12 of 69, BGRA not a multiple of four.
-FrameSpec gridFrame(PixelFormat format, ColorMatrix matrix, ColorRange range) {
+FrameRecipe gridFrame(PixelFormat format, ColorMatrix matrix, ColorRange range) {
   const std::vector<int32_t> paddings[] = {{13, 7, 9}, {13, 5}, {6}, {8}};
   return {format, 64, 32, matrix, range, paddings[int(format)], 4, test::eightColours()};
 }
@@ -74,7 +74,7 @@ class GlTextureBackendTest : public ::testing::TestWithParam<GlApi> {
     backend.reset();
     EXPECT_EQ(GlDeferredDeletion::pendingCount(), 0u);  // nothing left for a dying context
   }
-  GLuint upload(const FrameSpec& s) {
+  GLuint upload(const FrameRecipe& s) {
     const auto handle = static_cast<GLuint>(backend->upload(test::makeFrame(s)));
     EXPECT_EQ(glGetError(), GLenum{GL_NO_ERROR});
     return handle;
@@ -96,7 +96,7 @@ TEST_P(GlTextureBackendTest, ConvertsEveryFormatMatrixRangeAndOddSizeAfterABadFr
        {PixelFormat::I420, PixelFormat::NV12, PixelFormat::BGRA, PixelFormat::RGBA}) {
     for (ColorMatrix matrix : {ColorMatrix::BT601, ColorMatrix::BT709}) {
       for (ColorRange range : {ColorRange::Limited, ColorRange::Full}) {
-        FrameSpec s = gridFrame(format, matrix, range);
+        FrameRecipe s = gridFrame(format, matrix, range);
         const std::string label =
             std::to_string(int(format)) + std::to_string(int(matrix)) + std::to_string(int(range));
         expectGrid(upload(s), s, label);
@@ -166,7 +166,7 @@ TEST_P(GlTextureBackendTest, HostStateIsRestoredAndDoesNotAlterTheConversion) {
   }
   glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
   glPixelStorei(GL_UNPACK_SKIP_ROWS, 0);
-  const FrameSpec s = gridFrame(PixelFormat::NV12, ColorMatrix::BT601, ColorRange::Full);
+  const FrameRecipe s = gridFrame(PixelFormat::NV12, ColorMatrix::BT601, ColorRange::Full);
   const GLuint converted = upload(s);
   glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
   expectGrid(converted, s, "under host state");

@@ -31,7 +31,7 @@ class TextureRendererTest : public ::testing::Test {
   }
   // Polls with a new frame of that size (0: new, but the copy fails).
   uintptr_t frame(double seconds, int32_t width = 64, int32_t height = 32) {
-    const test::FrameSpec s{
+    const test::FrameRecipe s{
         .width = width, .height = height, .padding = {}, .columns = 1, .cells = {{1, 2, 3}}};
     std::static_pointer_cast<test::ScriptedVideoOutput>(output)->frames.push_back(
         width ? std::make_shared<test::TestFrame>(test::makeFrame(s)) : nullptr);

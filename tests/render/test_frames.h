@@ -17,7 +17,7 @@ struct Rgb {
   int r = 0, g = 0, b = 0;
 };
 
-struct FrameSpec {
+struct FrameRecipe {
   PixelFormat format = PixelFormat::I420;
   int32_t width = 64, height = 32;
   ColorMatrix matrix = ColorMatrix::BT709;
@@ -33,31 +33,31 @@ struct TestFrame : PixelBuffer {
     std::vector<uint8_t> bytes;
     int32_t stride = 0, width = 0, height = 0;
   };
-  PixelFormat format() const override { return spec.format; }
-  int32_t width() const override { return spec.width; }
-  int32_t height() const override { return spec.height; }
+  PixelFormat format() const override { return recipe.format; }
+  int32_t width() const override { return recipe.width; }
+  int32_t height() const override { return recipe.height; }
   int32_t planeCount() const override { return static_cast<int32_t>(planes_.size()); }
   PlaneView plane(int32_t i) const override {
     const Plane& p = planes_.at(static_cast<std::size_t>(i));
     return PlaneView{p.bytes.data(), p.stride, p.width, p.height};
   }
-  ColorMatrix matrix() const override { return spec.matrix; }
-  ColorRange range() const override { return spec.range; }
-  FrameSpec spec;
+  ColorMatrix matrix() const override { return recipe.matrix; }
+  ColorRange range() const override { return recipe.range; }
+  FrameRecipe recipe;
   std::vector<Plane> planes_;
 };
 
-inline int gridRows(const FrameSpec& s) {
+inline int gridRows(const FrameRecipe& s) {
   return static_cast<int>(s.cells.size()) / s.columns;
 }
-inline Rgb colourAt(const FrameSpec& s, int x, int y) {
+inline Rgb colourAt(const FrameRecipe& s, int x, int y) {
   const int column = std::min(s.columns - 1, x * s.columns / s.width);
   const int row = std::min(gridRows(s) - 1, y * gridRows(s) / s.height);
   return s.cells[static_cast<std::size_t>(row * s.columns + column)];
 }
 
 // Y', Cb, Cr of a colour, quantised to 8 bits for the recipe's matrix and range.
-inline std::array<uint8_t, 3> encodeYuv(const FrameSpec& s, Rgb c) {
+inline std::array<uint8_t, 3> encodeYuv(const FrameRecipe& s, Rgb c) {
   const double kr = s.matrix == ColorMatrix::BT709 ? 0.2126 : 0.299;
   const double kb = s.matrix == ColorMatrix::BT709 ? 0.0722 : 0.114;
   const double luma = (kr * c.r + (1.0 - kr - kb) * c.g + kb * c.b) / 255.0;
@@ -69,9 +69,9 @@ inline std::array<uint8_t, 3> encodeYuv(const FrameSpec& s, Rgb c) {
           q(128.0 + chroma * (c.r / 255.0 - luma) / (2.0 * (1.0 - kr)))};
 }
 
-inline TestFrame makeFrame(const FrameSpec& s) {
+inline TestFrame makeFrame(const FrameRecipe& s) {
   TestFrame f;
-  f.spec = s;
+  f.recipe = s;
   const bool rgb = s.format == PixelFormat::BGRA || s.format == PixelFormat::RGBA;
   const int32_t cw = (s.width + 1) / 2, ch = (s.height + 1) / 2;
   // Planes of (width, height, bytes per sample): luma or RGB, then chroma.
