@@ -20,31 +20,26 @@ std::shared_ptr<TeardownWorker> TeardownWorker::acquire() {
 TeardownWorker::TeardownWorker() : thread_([queue = queue_] { run(queue); }) {}
 
 TeardownWorker::~TeardownWorker() {
+  const bool onOwnThread = thread_.get_id() == std::this_thread::get_id();
   bool exited = false;
-  if (thread_.get_id() != std::this_thread::get_id()) {
+  {
     std::unique_lock lock(queue_->mutex);
     queue_->stopping = true;
     queue_->wake.notify_all();
     // Waits as long as jobs keep finishing; gives up on one that does not.
-    for (;;) {
+    bool progressed = !onOwnThread;
+    while (progressed && !queue_->exited) {
       const uint64_t seen = queue_->finished;
-      exited = queue_->drained.wait_for(lock, kStallWait,
-                                        [&] { return queue_->exited || queue_->finished != seen; });
-      if (!exited || queue_->exited) {
-        exited = queue_->exited;
-        break;
-      }
+      progressed = queue_->drained.wait_for(
+          lock, kStallWait, [&] { return queue_->exited || queue_->finished != seen; });
     }
-  } else {
-    std::lock_guard lock(queue_->mutex);
-    queue_->stopping = true;
-    queue_->wake.notify_all();
+    exited = queue_->exited;
   }
   if (exited) {
     thread_.join();
     return;
   }
-  if (thread_.get_id() != std::this_thread::get_id()) {
+  if (!onOwnThread) {
     keepLibraryLoaded();
     Logger::log(LogLevel::WARNING,
                 "Media engine: a released pipeline is still being taken down (a network source "
