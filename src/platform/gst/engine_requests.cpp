@@ -74,21 +74,23 @@ EngineRequests::~EngineRequests() {
   }
 }
 
-bool EngineRequests::replaceStuckThread(std::chrono::milliseconds stuck) {
+std::optional<std::chrono::milliseconds> EngineRequests::replaceStuckThread(
+    std::chrono::milliseconds stuck) {
   uint64_t generation;
+  std::chrono::milliseconds running;
   {
     std::lock_guard lock(state_->mutex);
-    if (state_->stopping || !state_->runningSince ||
-        std::chrono::steady_clock::now() - *state_->runningSince < stuck) {
-      return false;
-    }
+    if (state_->stopping || !state_->runningSince) return std::nullopt;
+    running = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - *state_->runningSince);
+    if (running < stuck) return std::nullopt;
     generation = ++state_->generation;
     state_->runningSince.reset();
     state_->endFlight();
   }
   std::lock_guard threadsLock(threadsMutex_);
   threads_.emplace_back([state = state_, generation] { run(state, generation); });
-  return true;
+  return running;
 }
 
 void EngineRequests::setJoiner(std::function<void(std::function<void()>)> joiner) {
@@ -148,13 +150,6 @@ void EngineRequests::abandonInFlight() {
 bool EngineRequests::busy(Kind kind) const {
   std::lock_guard lock(state_->mutex);
   return state_->inFlight == kind || state_->waitingOf(kind);
-}
-
-std::chrono::milliseconds EngineRequests::runningFor() const {
-  std::lock_guard lock(state_->mutex);
-  if (!state_->runningSince) return std::chrono::milliseconds(0);
-  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
-                                                               *state_->runningSince);
 }
 
 void EngineRequests::run(const std::shared_ptr<State>& state, uint64_t generation) {

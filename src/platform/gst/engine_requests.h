@@ -53,13 +53,12 @@ class EngineRequests {
   void completed(Kind kind);
   // A flushing request of this kind waits or is in flight.
   bool busy(Kind kind) const;
-  // How long the request the thread is running now has been running (0 when idle):
-  // a state change that never returns holds every later request of the item.
-  std::chrono::milliseconds runningFor() const;
   // Leaves the thread stuck in a request that has run for at least `stuck` to
   // finish alone and runs the requests after it on a new thread (the pipeline that
-  // request went to was replaced). False, and nothing changes, when none is stuck.
-  bool replaceStuckThread(std::chrono::milliseconds stuck);
+  // request went to was replaced): a state change that never returns would hold
+  // every later request of the item. Returns how long the request left behind has
+  // run; nothing, and nothing changes, when none is stuck.
+  std::optional<std::chrono::milliseconds> replaceStuckThread(std::chrono::milliseconds stuck);
   // Forgets a request in flight (its pipeline was replaced; no report will come).
   void abandonInFlight();
 

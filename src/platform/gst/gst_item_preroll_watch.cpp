@@ -56,7 +56,7 @@ void GstPlayerItem::checkPreroll(int attempt) {
   if (status() != ItemStatus::Unknown) return;
   const bool local = isLocalFile();
   enum class Next { Done, WatchAgain, Restarted, GiveUp } next;
-  std::string stuckNote;
+  std::optional<std::chrono::milliseconds> stuckFor;
   {
     LibraryLock lock(transportMutex_);
     if (pipeline_ == nullptr || prerolled_ || live_ || attempt != prerollAttempt_) return;
@@ -69,8 +69,7 @@ void GstPlayerItem::checkPreroll(int attempt) {
       next = local ? Next::GiveUp : Next::Done;
     } else {
       ++prerollAttempt_;
-      stuckNote = stuckRequestNote();
-      rebuildPipelineLocked();
+      stuckFor = rebuildPipelineLocked();
       next = busWatch_ != nullptr ? Next::Restarted : Next::Done;
     }
     attempt = prerollAttempt_;
@@ -87,7 +86,10 @@ void GstPlayerItem::checkPreroll(int attempt) {
       Logger::log(LogLevel::WARNING,
                   "Media engine: " + url_ +
                       ": loading stalled before the first frame; loading again on a new pipeline" +
-                      stuckNote);
+                      (stuckFor ? " (a request to the old pipeline has not returned after " +
+                                      std::to_string(stuckFor->count()) +
+                                      " ms; it is left to finish on its own thread)"
+                                : std::string()));
       [[fallthrough]];
     case Next::WatchAgain:
       watchPreroll(attempt);
@@ -95,14 +97,7 @@ void GstPlayerItem::checkPreroll(int attempt) {
   }
 }
 
-std::string GstPlayerItem::stuckRequestNote() const {
-  const auto running = requests_->runningFor();
-  if (running < kStuckRequest) return "";
-  return " (a request to the old pipeline has not returned after " +
-         std::to_string(running.count()) + " ms; it is left to finish on its own thread)";
-}
-
-void GstPlayerItem::rebuildPipelineLocked() {
+std::optional<std::chrono::milliseconds> GstPlayerItem::rebuildPipelineLocked() {
   if (busWatch_ != nullptr) {
     g_source_destroy(busWatch_);
     g_source_unref(busWatch_);
@@ -124,14 +119,15 @@ void GstPlayerItem::rebuildPipelineLocked() {
   bytesAtLastPrerollCheck_ = 0;  // the new source reads from the start
 
   build();
-  if (pipeline_ == nullptr || busWatch_ == nullptr) return;  // failed, with the reason
+  if (pipeline_ == nullptr || busWatch_ == nullptr) return std::nullopt;  // failed, with the reason
   if (tapped) installId3TapLocked();
   // A request stuck in the stalled pipeline (a state change that does not return)
   // must not hold the new pipeline's; one merely sent gets no report from it.
-  requests_->replaceStuckThread(kStuckRequest);
+  std::optional<std::chrono::milliseconds> stuckFor = requests_->replaceStuckThread(kStuckRequest);
   requests_->abandonInFlight();
   requestAudioLocked();
   requestStateLocked();
+  return stuckFor;
 }
 
 }  // namespace zent

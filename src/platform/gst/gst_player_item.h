@@ -2,6 +2,7 @@
 
 #include <gst/gst.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -86,7 +87,8 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   // replace a pipeline that stalled before its first preroll (main queue,
   // transportMutex_ held).
   void build();
-  void rebuildPipelineLocked();
+  // Returns how long a request left stuck in the replaced pipeline had run, if one was.
+  std::optional<std::chrono::milliseconds> rebuildPipelineLocked();
   void startRequests();
   void installId3TapLocked();
   // A reference to the current pipeline (null when none), for the threads that
@@ -129,9 +131,6 @@ class GstPlayerItem final : public PlayerItem, public std::enable_shared_from_th
   // Restarts a load that stalled before the first preroll (main queue).
   void watchPreroll(int attempt);
   void checkPreroll(int attempt);
-  // Names a request of the item that has been running for a second or more (a
-  // state change that does not return holds the new pipeline's requests too).
-  std::string stuckRequestNote() const;
 
   // Requests to the pipeline; the *Locked ones with transportMutex_ held. What
   // they apply is read when they run, so a later request supersedes a waiting one.
