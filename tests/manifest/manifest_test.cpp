@@ -7,7 +7,7 @@
 
 #include "platform/manifest/hls_media_playlist.h"
 #include "platform/manifest/manifest_reader.h"
-#include "support/log_recorder.h"
+#include "support/library_log.h"
 #include "support/logger.h"
 
 namespace zent {
@@ -15,11 +15,6 @@ namespace {
 
 using test::logRecorder;
 using Kind = ManifestInfo::Kind;
-
-void recordLogs() {
-  Logger::setCallback(logRecorderCallback);
-  logRecorder().clear();
-}
 
 // One line per variant: "peak[/average] WxH[@rate] codecs [groups] uri".
 std::string variants(const ManifestInfo& info) {
@@ -148,7 +143,7 @@ TEST(Manifest, EachDocumentGivesItsVariantsAndRenditionsWithoutAProblemLine) {
       {"html, guessed", "<html><body/></html>", kHlsBase, 0, Kind::Unknown, "", ""},
   };
   for (const DocumentRow& row : rows) {
-    recordLogs();
+    test::recordLibraryLog();
     ManifestInfo info = parseManifest(row.text, row.base, row.selector);
     EXPECT_EQ(info.kind, row.kind) << row.name;
     EXPECT_EQ(variants(info), row.variants) << row.name;
@@ -200,7 +195,7 @@ TEST(Manifest, MalformedDocumentsKeepTheRestAndLogOneProblem) {
       {1, dashWith(""), 0, 3},
   };
   for (const Row& row : rows) {
-    recordLogs();
+    test::recordLibraryLog();
     EXPECT_EQ(parseManifest(row.text, kHlsBase, row.selector).videoVariants.size(),
               row.variantsLeft)
         << row.text;
@@ -210,7 +205,7 @@ TEST(Manifest, MalformedDocumentsKeepTheRestAndLogOneProblem) {
   }
   std::string flood = "#EXTM3U\n";
   for (int i = 0; i < 1000; ++i) flood += "#EXT-X-STREAM-INF:BANDWIDTH=x\nv.m3u8\n";
-  recordLogs();
+  test::recordLibraryLog();
   EXPECT_TRUE(parseManifest(flood, kHlsBase, 1).videoVariants.empty());
   EXPECT_EQ(logRecorder().count("", 2), 21u);
   EXPECT_EQ(logRecorder().count("980 more problems", 2), 1u);
@@ -219,7 +214,7 @@ TEST(Manifest, MalformedDocumentsKeepTheRestAndLogOneProblem) {
 // Segments resolved and numbered; wall-clock dates from each segment's tag, carried
 // forward, counted back before the first tag and restated at a discontinuity.
 TEST(MediaPlaylist, SegmentsAndProgramDates) {
-  recordLogs();
+  test::recordLibraryLog();
   auto playlist = parseMediaPlaylist(
       "#EXTM3U\n#EXT-X-MEDIA-SEQUENCE:100\n#EXTINF:4,\nseg100.ts\n"
       "#EXT-X-PROGRAM-DATE-TIME:2024-03-01T12:00:04.000+01:00\n#EXTINF:6.0,\nseg101.ts\n"
@@ -248,7 +243,7 @@ TEST(MediaPlaylist, SegmentsAndProgramDates) {
 }
 
 TEST(MediaPlaylist, BadSegmentsAreSkippedAndOtherDocumentsRefused) {
-  recordLogs();
+  test::recordLibraryLog();
   auto playlist = parseMediaPlaylist(
       "#EXTM3U\n#EXTINF:abc,\nbad.ts\n#EXTINF:4,\ngood.ts\norphan.ts\n"
       "#EXT-X-PROGRAM-DATE-TIME:yesterday\n#EXTINF:4,\nundated.ts\n",
@@ -257,7 +252,7 @@ TEST(MediaPlaylist, BadSegmentsAreSkippedAndOtherDocumentsRefused) {
   EXPECT_EQ(playlist->segments[0].uri, "http://h/good.ts");
   EXPECT_EQ(playlist->segments[1].sequenceNumber, 3);  // skipped lines still count
   EXPECT_EQ(logRecorder().count("", 2), 3u) << logRecorder().describe();
-  recordLogs();
+  test::recordLibraryLog();
   EXPECT_FALSE(parseMediaPlaylist("#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\nv.m3u8\n", "h"));
   EXPECT_EQ(logRecorder().count("", 2), 0u);  // a master playlist is not an error
   EXPECT_FALSE(parseMediaPlaylist("WEBVTT\n\n00:00.000 --> 00:01.000\nhi\n", "h"));

@@ -7,7 +7,7 @@
 #include "metadata/id3_tag_builder.h"
 #include "metadata/metadata_delegate.h"
 #include "metadata/timed_id3_hls.h"
-#include "support/log_recorder.h"
+#include "support/library_log.h"
 #include "support/logger.h"
 
 namespace zent {
@@ -17,11 +17,6 @@ using test::logRecorder;
 using namespace testing;
 using Bytes = std::vector<uint8_t>;
 using E = testing::TextEncoding;
-
-void recordLogs() {
-  Logger::setCallback(logRecorderCallback);
-  logRecorder().clear();
-}
 
 // "ID(language)[description]=text;" per text frame, "ID#size;" per data frame.
 std::string frames(const Bytes& payload) {
@@ -114,7 +109,7 @@ TEST(Id3Reader, EachPayloadGivesItsFramesAndAtMostOneWarning) {
        "extended header runs past the end"},
   };
   for (const ReadRow& row : rows) {
-    recordLogs();
+    test::recordLibraryLog();
     EXPECT_EQ(frames(row.payload), row.frames);
     std::vector<test::RecordedLogLine> lines = logRecorder().lines();
     ASSERT_EQ(lines.size(), row.warning.empty() ? 0u : 1u) << logRecorder().describe();
@@ -132,7 +127,7 @@ TEST(Id3Reader, EachPayloadGivesItsFramesAndAtMostOneWarning) {
 
 // The latest value of each known field (TIT2, pictures, objects ignored), after bad tags too.
 TEST(MetadataDelegate, TagsFillTheRecordInOrderAndBadOnesKeepItUsable) {
-  recordLogs();
+  test::recordLibraryLog();
   MetadataDelegate delegate;
   for (const auto& timed : testing::timedId3TestTags()) delegate.metadataOutput(timed.tag);
   const ID3MetadataInfo& info = *delegate.id3MetadataInfo;

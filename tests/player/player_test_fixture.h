@@ -10,8 +10,8 @@
 #include "registry/player_listener.h"
 #include "support/event_recorder.h"
 #include "support/internet_reachability.h"
+#include "support/library_log.h"
 #include "support/load_task.h"
-#include "support/log_recorder.h"
 #include "support/logger.h"
 #include "support/main_queue.h"
 
@@ -27,8 +27,7 @@ class PlayerTest : public ::testing::Test {
   void SetUp() override {
     Logger::resetForTesting();
     Logger::setShowTimestamp(false);
-    Logger::setCallback(&logRecorderCallback);
-    logRecorder().clear();
+    test::recordLibraryLog();
     eventRecorder().clear();
     InternetReachability::shared().resetForTesting();
     InternetReachability::shared().setPathMonitorFactory(path->factory());

@@ -10,7 +10,7 @@
 #include "render/gl_deferred_deletion.h"
 #include "render/gl_texture_backend.h"
 #include "render/test_frames.h"
-#include "support/log_recorder.h"
+#include "support/library_log.h"
 #include "support/logger.h"
 
 namespace zent {
@@ -65,8 +65,7 @@ class GlTextureBackendTest : public ::testing::TestWithParam<GlApi> {
     gl = EglContext::create(GetParam());
     if (!gl) GTEST_SKIP() << EglContext::lastError();
     backend = makeGlTextureBackend();
-    Logger::setCallback(logRecorderCallback);
-    logRecorder().clear();
+    test::recordLibraryLog();
   }
   void TearDown() override {
     if (!gl) return;

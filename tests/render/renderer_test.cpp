@@ -7,7 +7,7 @@
 #include "render/render_fakes.h"
 #include "render/test_frames.h"
 #include "render/texture_renderer.h"
-#include "support/log_recorder.h"
+#include "support/library_log.h"
 #include "support/logger.h"
 
 namespace zent {
@@ -21,8 +21,7 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 class TextureRendererTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    Logger::setCallback(logRecorderCallback);
-    logRecorder().clear();
+    test::recordLibraryLog();
     ASSERT_EQ(renderer.metalInit(), 0);
   }
   uintptr_t poll(double seconds, int times = 1) {

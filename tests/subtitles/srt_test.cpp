@@ -4,18 +4,13 @@
 #include <vector>
 
 #include "subtitles/srt_subtitles.h"
-#include "support/log_recorder.h"
+#include "support/library_log.h"
 #include "support/logger.h"
 
 namespace zent {
 namespace {
 
 using test::logRecorder;
-
-void recordLogs() {
-  Logger::setCallback(logRecorderCallback);
-  logRecorder().clear();
-}
 
 // "start-end text|..." for every cue held.
 std::string cues(const SRTSubtitles& subs) {
@@ -89,7 +84,7 @@ TEST(SrtParse, EachContentGivesItsCuesAndItsProblemLine) {
        "", ""},
   };
   for (const ParseRow& row : rows) {
-    recordLogs();
+    test::recordLibraryLog();
     SRTSubtitles subs;
     ASSERT_TRUE(subs.parseText(cue(1, "00:00:00,000", "00:00:00,100", "Held"), "held.srt"));
     EXPECT_EQ(subs.parseText(row.content, "t.srt"), !row.expected.empty()) << row.content;
